@@ -1,0 +1,3 @@
+# Message catalogs compiled at build time: zovexa_catalog(<source> <locale> <name>).
+# Catalogs whose name starts with "tistest" are for the tests and are not installed.
+zovexa_catalog(ccgmsg.msg C ccgmsg)
