@@ -71,7 +71,8 @@ const BuiltinClass kBuiltins[] = {
      CCgQDXMLFormatterFAllocVars, CCgQDXMLFormatterFFreeVars, CCgQDXMLFormatterFCfgChange, nullptr,
      nullptr, nullptr, nullptr, nullptr, CCgQDXMLFormatterFFormat, CCgQDXMLFormatterFGetHeader,
      CCgQDXMLFormatterFGetTrailer},
-    {"ccg_nortraceformatter", CCG_KIND_FORMATTER, 0, nullptr, nullptr, nullptr, nullptr, nullptr,
+    {"ccg_nortraceformatter", CCG_KIND_FORMATTER, 0, nullptr, nullptr, nullptr,
+     CCgBasicFormatterFCfgChange, nullptr,
      nullptr, nullptr, nullptr, nullptr, CCgNorTraceFormatterFFormat, nullptr, nullptr},
 };
 

@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr int kMaxDispatchDepth = 32;
+
 // The instance registry in insertion order. Each entry holds one reference
 // (refCount starts at 1 on insertion). Guarded by the API mutex.
 std::vector<CCgObject *> g_instances;
@@ -214,9 +216,12 @@ CCgObject *ccgIntlGetObject(const char *name, const char *className) {
   if (cls->allocVars != nullptr) obj->vars = cls->allocVars(obj);
 
   g_instances.push_back(obj);
-  obj->refCount = 1;
+  // The registry's reference and the caller's, taken before the configuration
+  // is applied: class code run by the configuration may look the object up and
+  // release it again, which must not find it held by the registry alone.
+  obj->refCount = 2;
   ccgIntlLogMgrApplyCfg(obj, name);
-  return ccgIntlAcquireObject(obj);
+  return obj;
 }
 
 void ccgObjectsFreeAll() {
@@ -261,7 +266,10 @@ void ccgIntlSetObjProp(CCgObject *obj, const char *key, const char *value) {
 // ---- listeners ---------------------------------------------------------------------------
 
 bool ccgIntlAddListener(CCgObject *obj, CCgObject *listener) {
-  if (obj == nullptr || listener == nullptr) return false;
+  // An object never listens to itself: configurations inherit from their
+  // dotted parents, so "a.listenerNames = a.b" would otherwise make a.b its
+  // own listener and every event would loop.
+  if (obj == nullptr || listener == nullptr || obj == listener) return false;
   if (!obj->listeners) obj->listeners = std::make_unique<std::vector<CCgObject *>>();
   for (CCgObject *l : *obj->listeners)
     if (l == listener) return false;
@@ -288,6 +296,14 @@ void ccgIntlClearListeners(CCgObject *obj) {
 
 void ccgDispatchToListeners(CCgObject *obj, CCgEvent *event) {
   if (!obj->listeners) return;
+  // A cycle of listeners (a -> b -> a) is cut at a fixed depth instead of
+  // exhausting the stack.
+  static thread_local int depth = 0;
+  if (depth >= kMaxDispatchDepth) return;
+  struct DepthScope {
+    DepthScope() { ++depth; }
+    ~DepthScope() { --depth; }
+  } scope;
   // By index: a listener's work may change this group (it rarely does), and the
   // listener is held for the duration of its call.
   for (size_t i = 0; i < obj->listeners->size(); ++i) {
