@@ -37,9 +37,8 @@ void remChildName(CCgObjCfg *cfg, const std::string &child) {
 }  // namespace
 
 bool ccgLogMgrInit() {
-  if (g_logMgrInit) return true;
-  g_cfgRegistry.clear();
-  g_cfgNames.clear();
+  // Configurations made before the toolkit was opened (objects may be made
+  // first) are kept: the application may have configured them on purpose.
   g_logMgrInit = true;
   return true;
 }
@@ -209,10 +208,12 @@ namespace {
 void applyCfg(CCgObject *obj, const char *name, int depth) {
   CCgObjCfg *cfg = ccgIntlLogMgrGetCfg(name);
   if (cfg == nullptr) return;
-  std::string parent = ccgLogMgrGetParentConfigName(cfg);
-  // Ancestors first, so nearer configurations override them. The depth bound
-  // stops a parent cycle made through explicit SetParent calls.
-  if (parent != "/" && depth < 64) applyCfg(obj, parent.c_str(), depth + 1);
+  // Ancestors first, so nearer configurations override them. Inheritance
+  // follows the stored parent name, set when the configuration was added: a
+  // configuration added later between two existing ones passes nothing down.
+  // The depth bound stops a parent cycle made through explicit SetParent calls.
+  std::optional<std::string> parent = cfg->parentName;
+  if (parent && depth < 64) applyCfg(obj, parent->c_str(), depth + 1);
   // A copy: setting a property runs class code that may touch configurations.
   std::vector<StringMap::Entry> entries = cfg->properties.Entries();
   ccgIntlReleaseObjCfg(cfg);

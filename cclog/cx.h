@@ -228,6 +228,8 @@ CxStatus CxStringBuffPack(CxStringBuff *sb);  // trims the capacity to length + 
 // the "'" flag (thousands grouping of the current locale), the lengths h hh l
 // ll L I64 j q t z Z and the conversions d i o u x X p a A e E f F g G c s C S
 // (C and S take wide characters and write them as UTF-8). Appends to sb.
+// A format that mixes numbered and unnumbered arguments fails with 'e',
+// leaving sb as it was; an unknown conversion ("%y", "%n") is copied as it is.
 CxStatus CxStringBuffPrintf(CxStringBuff *sb, const char *fmt, ...);
 CxStatus CxStringBuffPrintfV(CxStringBuff *sb, const char *fmt, va_list ap);
 
