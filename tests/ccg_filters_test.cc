@@ -7,19 +7,17 @@
 #include <gtest/gtest.h>
 
 #include "cclog.h"
+#include "tests/test_util.h"
 
 namespace {
+
+using testutil::Take;
 
 using Strings = std::vector<std::string>;
 
 Strings g_errors;  // texts written by the toolkit error logger
 Strings g_passed;  // texts that reached the end of a filter chain
 
-std::string Take(char *text) {
-  std::string s = text != nullptr ? text : "<null>";
-  CCgFree(text);
-  return s;
-}
 
 void KeepText(CCgObject *handler, CCgEvent *event) {
   std::string name = Take(CCgGetObjectName(handler));

@@ -18,6 +18,8 @@
 
 namespace {
 
+using testutil::Take;
+
 using Strings = std::vector<std::string>;
 
 // One event as a "test_sink" handler saw it.
@@ -37,11 +39,6 @@ struct Seen {
 };
 std::vector<Seen> g_seen;
 
-std::string Take(char *text) {
-  std::string s = text != nullptr ? text : "<null>";
-  CCgFree(text);
-  return s;
-}
 
 void Sink(CCgObject *handler, CCgEvent *event) {
   Seen s;

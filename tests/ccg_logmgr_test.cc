@@ -8,25 +8,18 @@
 #include <gtest/gtest.h>
 
 #include "cclog.h"
+#include "tests/test_util.h"
 
 namespace {
+
+using testutil::Take;
+using testutil::Names;
 
 using Strings = std::vector<std::string>;
 
 Strings g_changes;  // "key=value" for each cfgChange of a "test_watch" object
 
-std::string Take(char *text) {
-  std::string s = text != nullptr ? text : "<null>";
-  CCgFree(text);
-  return s;
-}
 
-Strings Names(CCgIterator *it) {
-  Strings out;
-  for (; CCgIteratorHasNext(it); CCgIteratorNext(it)) out.push_back(Take(CCgIteratorGetKey(it)));
-  CCgFreeIterator(it);
-  return out;
-}
 
 void WatchChange(CCgObject *obj, const char *key) {
   g_changes.push_back(std::string(key) + "=" + Take(CCgGetObjProp(obj, key, nullptr)));

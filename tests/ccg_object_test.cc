@@ -14,6 +14,9 @@
 
 namespace {
 
+using testutil::Take;
+using testutil::Names;
+
 using Strings = std::vector<std::string>;
 
 // What the test classes saw; reset by the fixture.
@@ -26,18 +29,7 @@ struct Tally {
 };
 Tally g;
 
-std::string Take(char *text) {
-  std::string s = text != nullptr ? text : "<null>";
-  CCgFree(text);
-  return s;
-}
 
-Strings Names(CCgIterator *it) {
-  Strings out;
-  for (; CCgIteratorHasNext(it); CCgIteratorNext(it)) out.push_back(Take(CCgIteratorGetKey(it)));
-  CCgFreeIterator(it);
-  return out;
-}
 
 Strings ListenerNames(CCgObject *obj) { return Names(CCgGetListeners(obj)); }
 

@@ -22,6 +22,9 @@
 
 namespace {
 
+using testutil::LineFormat;
+using testutil::LineHeader;
+using testutil::LineTrailer;  // present to show the handler never writes them
 using testutil::FileExists;
 using testutil::ReadFile;
 using testutil::SplitLines;
@@ -32,16 +35,6 @@ constexpr int kRecords = 300;
 constexpr int kMaxFileBytes = 4096;
 constexpr int kMaxFiles = 200;
 constexpr size_t kPadding = 40;
-
-char *LineFormat(CCgObject *, CCgEvent *event) {
-  char *text = CCgBindEventMsg(event, nullptr);
-  std::string line = std::string(text != nullptr ? text : "") + "\n";
-  CCgFree(text);
-  return strdup(line.c_str());
-}
-// Present so the test can see that the multi-process handler never writes them.
-char *LineHeader(CCgObject *) { return strdup("HEADER\n"); }
-char *LineTrailer(CCgObject *) { return strdup("TRAILER\n"); }
 
 // A semaphore key of this test run alone, so concurrent runs do not meet.
 key_t SemKey(int salt) { return static_cast<key_t>(0x5A000000 | ((getpid() & 0xFFFF) << 8) | salt); }

@@ -7,17 +7,13 @@
 #include <gtest/gtest.h>
 
 #include "cclog.h"
+#include "tests/test_util.h"
 
 namespace {
 
-char *LineFormat(CCgObject *, CCgEvent *event) {
-  char *text = CCgBindEventMsg(event, nullptr);
-  std::string line = std::string(text != nullptr ? text : "") + "\n";
-  CCgFree(text);
-  return strdup(line.c_str());
-}
-char *LineHeader(CCgObject *) { return strdup("HEADER\n"); }
-char *LineTrailer(CCgObject *) { return strdup("TRAILER\n"); }
+using testutil::LineFormat;
+using testutil::LineHeader;
+using testutil::LineTrailer;
 
 int g_passedOn = 0;
 void CountProcess(CCgObject *, CCgEvent *) { ++g_passedOn; }

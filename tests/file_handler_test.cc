@@ -21,6 +21,10 @@
 
 namespace {
 
+using testutil::LineFormat;
+using testutil::LineHeader;
+using testutil::LineTrailer;
+
 using testutil::FileExists;
 using testutil::ReadFile;
 using testutil::TempDir;
@@ -36,17 +40,8 @@ void CaptureProcess(CCgObject *obj, CCgEvent *event) {
   CCgFree(name);
 }
 
-// A formatter with exact output: the message and a line feed, framed by a
-// header and a trailer, so file sizes are known to the byte.
-char *LineFormat(CCgObject *, CCgEvent *event) {
-  char *text = CCgBindEventMsg(event, nullptr);
-  std::string line = std::string(text != nullptr ? text : "") + "\n";
-  CCgFree(text);
-  return strdup(line.c_str());
-}
-char *LineHeader(CCgObject *) { return strdup("HEADER\n"); }
-char *LineTrailer(CCgObject *) { return strdup("TRAILER\n"); }
-
+// The test formatter's exact frame (testutil::LineFormat and friends), so file
+// sizes are known to the byte.
 constexpr char kHeader[] = "HEADER\n";
 constexpr char kTrailer[] = "TRAILER\n";
 

@@ -1,6 +1,7 @@
 #include "tests/test_util.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -57,5 +58,28 @@ std::vector<std::string> SplitLines(const std::string &text) {
 }
 
 std::string BuildCatalogPath() { return std::string(ZOVEXA_TEST_NLS_DIR) + "/msg/%L/%N.cat"; }
+
+std::string Take(char *text) {
+  std::string s = text != nullptr ? text : "<null>";
+  CCgFree(text);
+  return s;
+}
+
+std::vector<std::string> Names(CCgIterator *it) {
+  std::vector<std::string> out;
+  for (; CCgIteratorHasNext(it); CCgIteratorNext(it)) out.push_back(Take(CCgIteratorGetKey(it)));
+  CCgFreeIterator(it);
+  return out;
+}
+
+char *LineFormat(CCgObject *, CCgEvent *event) {
+  char *text = CCgBindEventMsg(event, nullptr);
+  std::string line = std::string(text != nullptr ? text : "") + "\n";
+  CCgFree(text);
+  return strdup(line.c_str());
+}
+
+char *LineHeader(CCgObject *) { return strdup("HEADER\n"); }
+char *LineTrailer(CCgObject *) { return strdup("TRAILER\n"); }
 
 }  // namespace testutil

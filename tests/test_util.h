@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "cclog.h"
+
 namespace testutil {
 
 // A fresh directory under $TMPDIR (or /tmp), removed with its contents on
@@ -31,6 +33,18 @@ std::vector<std::string> SplitLines(const std::string &text);
 
 // NLSPATH template that finds the catalogs compiled into the build tree.
 std::string BuildCatalogPath();
+
+// A toolkit string as std::string ("<null>" for NULL); frees it.
+std::string Take(char *text);
+// Every name (key) of a toolkit iterator, in order; frees the iterator.
+std::vector<std::string> Names(CCgIterator *it);
+
+// Operations of a test formatter class: one line per event (its bound message
+// and a line feed), with the header "HEADER\n" and the trailer "TRAILER\n",
+// so that file contents are known to the byte.
+char *LineFormat(CCgObject *formatter, CCgEvent *event);
+char *LineHeader(CCgObject *formatter);
+char *LineTrailer(CCgObject *formatter);
 
 }  // namespace testutil
 
