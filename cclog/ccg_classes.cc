@@ -14,7 +14,8 @@ namespace {
 // Guarded by the API mutex. `g_classesMade` tells whether the registry exists
 // (the built-ins are registered once, when it is made).
 bool g_classesMade = false;
-std::vector<std::unique_ptr<CCgObjClass>> g_classes;  // in order of registration
+// In order of registration; never destroyed, so objects can be used until the end of the process.
+std::vector<std::unique_ptr<CCgObjClass>> &g_classes = *new std::vector<std::unique_ptr<CCgObjClass>>;
 
 // One built-in class: its operations in the slots of its kind. Absent ones get
 // the defaults of the kind at registration.

@@ -13,8 +13,10 @@ namespace {
 // Guarded by the API mutex. The registry holds one reference on each
 // configuration; g_cfgNames keeps the names in order of addition.
 bool g_logMgrInit = false;
-std::vector<CCgObjCfg *> g_cfgRegistry;
-std::vector<std::string> g_cfgNames;
+// Never destroyed: the toolkit may still be used while static objects are
+// torn down at exit (and what they hold stays reachable for leak checkers).
+std::vector<CCgObjCfg *> &g_cfgRegistry = *new std::vector<CCgObjCfg *>;
+std::vector<std::string> &g_cfgNames = *new std::vector<std::string>;
 
 CCgObjCfg *registryLookup(const char *name) {
   for (CCgObjCfg *cfg : g_cfgRegistry)

@@ -19,7 +19,8 @@ constexpr int kMaxDispatchDepth = 32;
 
 // The instance registry in insertion order. Each entry holds one reference
 // (refCount starts at 1 on insertion). Guarded by the API mutex.
-std::vector<CCgObject *> g_instances;
+// Never destroyed, like the configuration registry: usable until the very end of the process.
+std::vector<CCgObject *> &g_instances = *new std::vector<CCgObject *>;
 
 void registryRemove(CCgObject *obj) {
   for (auto it = g_instances.begin(); it != g_instances.end(); ++it) {
