@@ -444,7 +444,407 @@ ZOVEXA_API ZOVEXA_AuditElement *ZOVEXA_AuditEvent_AddStaticElement(ZOVEXA_AuditE
                                                                    ZOVEXA_result *result);
 
 /* ---- info records -----------------------------------------------------------------------------------
- * BEGIN INFO RECORDS (this section is maintained with capis/info_records.cc) */
+ * BEGIN INFO RECORDS (this section is maintained with capis/info_records.cc)
+ *
+ * Eighteen structured records that an element can carry as its value. Each
+ * has one Create taking its fields in the order listed, one getter per field
+ * and one Delete. What every family shares:
+ *  - Create copies everything it is given: strings (converted to UTF-8), NULL-
+ *    terminated string arrays, NULL-terminated attribute arrays (each attribute
+ *    record deeply) and a nested record. The caller keeps its own arguments.
+ *    Optional arguments may be NULL. Create returns the record, or NULL with
+ *    9 naming the first required argument that is NULL (in the order given
+ *    for each family), 8 for a value that is not valid, 1 when memory runs out;
+ *    a failed Create leaves nothing allocated.
+ *  - A string getter returns a new copy of the field in the element codeset,
+ *    which the caller releases with ZOVEXA_Free; NULL for a field that was not
+ *    set. An array or record getter returns the record's own array or record:
+ *    do not free or change it; it lives until the record is deleted. An integer
+ *    getter returns the value.
+ *  - A NULL record handle gives message 9 naming the handle ("outcome_Handle",
+ *    ...) and NULL, or -1 from integer getters and Delete. A NULL context gives
+ *    message 10; a NULL result record makes the call fail without a message.
+ *  - Delete releases the record with everything it holds. 0, or -1.
+ * The handle names are given per family; most are "<record>_Handle". */
+
+/* ---- attributes: name, value, source ----
+ * Create: 9 "value", 9 "name". Handle name "attribute_Handle". */
+ZOVEXA_API ZOVEXA_Attribute *ZOVEXA_Attribute_Create(ZOVEXA_AuditClientContext *context, const char *name,
+                                                     const char *value, const char *source,
+                                                     ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_Attribute_GetName(ZOVEXA_AuditClientContext *context, ZOVEXA_Attribute *attribute,
+                                          ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_Attribute_GetValue(ZOVEXA_AuditClientContext *context, ZOVEXA_Attribute *attribute,
+                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_Attribute_GetSource(ZOVEXA_AuditClientContext *context, ZOVEXA_Attribute *attribute,
+                                            ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_Attribute_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_Attribute *attribute,
+                                           ZOVEXA_result *result);
+
+/* ---- attribute permission info: attribute names and the checked, granted and
+ * denied permissions, all string arrays ----
+ * Create: 9 "checked", 9 "attributeNames". Handle name
+ * "attributePermissionInfo_Handle". */
+ZOVEXA_API ZOVEXA_AttributePermissionInfo *ZOVEXA_AttributePermissionInfo_Create(
+    ZOVEXA_AuditClientContext *context, char **attributeNames, char **checked, char **granted, char **denied,
+    ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_AttributePermissionInfo_GetAttributeNames(ZOVEXA_AuditClientContext *context,
+                                                                   ZOVEXA_AttributePermissionInfo *info,
+                                                                   ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_AttributePermissionInfo_GetChecked(ZOVEXA_AuditClientContext *context,
+                                                            ZOVEXA_AttributePermissionInfo *info,
+                                                            ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_AttributePermissionInfo_GetGranted(ZOVEXA_AuditClientContext *context,
+                                                            ZOVEXA_AttributePermissionInfo *info,
+                                                            ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_AttributePermissionInfo_GetDenied(ZOVEXA_AuditClientContext *context,
+                                                           ZOVEXA_AttributePermissionInfo *info,
+                                                           ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_AttributePermissionInfo_Delete(ZOVEXA_AuditClientContext *context,
+                                                         ZOVEXA_AttributePermissionInfo *info,
+                                                         ZOVEXA_result *result);
+
+/* ---- component ids: the reporting component, all strings ----
+ * Create: 9 "location", 9 "locationType", 8 "locationType" for a name that is
+ * not a location type ("Unknown", "IPV4", "IPV6", "NWA", "ISDN", "ICD",
+ * "OID-OSI", "Dial", "HWA", "HID", "X25", "DCC", "SNA", "IPX", "E.164",
+ * "Hostname", "FQHostname", "Devicename"; exact case), then 9 "application",
+ * "component", "componentType", "subcomponent", "componentIdType".
+ * Handle name "componentId_Handle". */
+ZOVEXA_API ZOVEXA_ComponentId *ZOVEXA_ComponentId_Create(
+    ZOVEXA_AuditClientContext *context, const char *location, const char *locationType,
+    const char *application, const char *executionEnvironment, const char *component,
+    const char *componentType, const char *componentIdType, const char *subComponent, const char *instanceId,
+    const char *processId, const char *threadId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetLocation(ZOVEXA_AuditClientContext *context,
+                                                ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetLocationType(ZOVEXA_AuditClientContext *context,
+                                                    ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetApplication(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+/* The executionEnvironment field. */
+ZOVEXA_API char *ZOVEXA_ComponentId_GetExecuteEnv(ZOVEXA_AuditClientContext *context,
+                                                  ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetComponent(ZOVEXA_AuditClientContext *context,
+                                                 ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetComponentType(ZOVEXA_AuditClientContext *context,
+                                                     ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetComponentIdType(ZOVEXA_AuditClientContext *context,
+                                                       ZOVEXA_ComponentId *componentId,
+                                                       ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetSubComponent(ZOVEXA_AuditClientContext *context,
+                                                    ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetInstanceId(ZOVEXA_AuditClientContext *context,
+                                                  ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetProcessId(ZOVEXA_AuditClientContext *context,
+                                                 ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ComponentId_GetThreadId(ZOVEXA_AuditClientContext *context,
+                                                ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_ComponentId_Delete(ZOVEXA_AuditClientContext *context,
+                                             ZOVEXA_ComponentId *componentId, ZOVEXA_result *result);
+
+/* ---- HTTP URL info: url, method, request and response headers (strings),
+ * response code ----
+ * Create: 9 "method", 9 "url". Handle name "HTTPURLInfo_Handle". */
+ZOVEXA_API ZOVEXA_HTTPURLInfo *ZOVEXA_HTTPURLInfo_Create(ZOVEXA_AuditClientContext *context, const char *url,
+                                                         const char *method, const char *requestHeaders,
+                                                         const char *responseHeaders, int32_t responseCode,
+                                                         ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_HTTPURLInfo_GetUrl(ZOVEXA_AuditClientContext *context, ZOVEXA_HTTPURLInfo *info,
+                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_HTTPURLInfo_GetMethod(ZOVEXA_AuditClientContext *context, ZOVEXA_HTTPURLInfo *info,
+                                              ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_HTTPURLInfo_GetRequestHeaders(ZOVEXA_AuditClientContext *context,
+                                                      ZOVEXA_HTTPURLInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_HTTPURLInfo_GetResponseHeaders(ZOVEXA_AuditClientContext *context,
+                                                       ZOVEXA_HTTPURLInfo *info, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_HTTPURLInfo_GetResponseCode(ZOVEXA_AuditClientContext *context,
+                                                      ZOVEXA_HTTPURLInfo *info, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_HTTPURLInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_HTTPURLInfo *info,
+                                             ZOVEXA_result *result);
+
+/* ---- membership info: type, id, name ----
+ * Create: 9 "type". Handle name "membershipInfo_Handle", but
+ * "membershipInfo__Handle" (two underscores) from Delete. */
+ZOVEXA_API ZOVEXA_MembershipInfo *ZOVEXA_MembershipInfo_Create(ZOVEXA_AuditClientContext *context,
+                                                               const char *type, const char *id,
+                                                               const char *name, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MembershipInfo_GetType(ZOVEXA_AuditClientContext *context,
+                                               ZOVEXA_MembershipInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MembershipInfo_GetId(ZOVEXA_AuditClientContext *context, ZOVEXA_MembershipInfo *info,
+                                             ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MembershipInfo_GetName(ZOVEXA_AuditClientContext *context,
+                                               ZOVEXA_MembershipInfo *info, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_MembershipInfo_Delete(ZOVEXA_AuditClientContext *context,
+                                                ZOVEXA_MembershipInfo *info, ZOVEXA_result *result);
+
+/* ---- management info: a target info record and a command ----
+ * Create: nothing is required; the target info is copied deeply, so the
+ * caller still deletes its own. GetTargetInfo returns the record's own copy.
+ * Handle name "mgmtInfo_Handle". */
+ZOVEXA_API ZOVEXA_MgmtInfo *ZOVEXA_MgmtInfo_Create(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_TargetInfo *targetInfo, const char *command,
+                                                   ZOVEXA_result *result);
+ZOVEXA_API ZOVEXA_TargetInfo *ZOVEXA_MgmtInfo_GetTargetInfo(ZOVEXA_AuditClientContext *context,
+                                                            ZOVEXA_MgmtInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MgmtInfo_GetCommand(ZOVEXA_AuditClientContext *context, ZOVEXA_MgmtInfo *info,
+                                            ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_MgmtInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_MgmtInfo *info,
+                                          ZOVEXA_result *result);
+
+/* ---- message data: a message id and its catalog (strings) and the catalog
+ * tokens (string array) ----
+ * Create: nothing is required. Handle name "msgDataElement_Handle". */
+ZOVEXA_API ZOVEXA_MsgDataElement *ZOVEXA_MsgDataElement_Create(
+    ZOVEXA_AuditClientContext *context, const char *msgId, const char *msgIdType, const char *msgCatalogId,
+    const char *msgCatalog, const char *msgCatalogType, const char *msgLocale, char **msgCatalogTokens,
+    ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MsgDataElement_GetMsgId(ZOVEXA_AuditClientContext *context,
+                                                ZOVEXA_MsgDataElement *msg, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MsgDataElement_GetMsgIdType(ZOVEXA_AuditClientContext *context,
+                                                    ZOVEXA_MsgDataElement *msg, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MsgDataElement_GetMsgCatalogId(ZOVEXA_AuditClientContext *context,
+                                                       ZOVEXA_MsgDataElement *msg, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MsgDataElement_GetMsgCatalog(ZOVEXA_AuditClientContext *context,
+                                                     ZOVEXA_MsgDataElement *msg, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MsgDataElement_GetMsgCatalogType(ZOVEXA_AuditClientContext *context,
+                                                         ZOVEXA_MsgDataElement *msg, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_MsgDataElement_GetMsgLocale(ZOVEXA_AuditClientContext *context,
+                                                    ZOVEXA_MsgDataElement *msg, ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_MsgDataElement_GetMsgCatalogTokens(ZOVEXA_AuditClientContext *context,
+                                                            ZOVEXA_MsgDataElement *msg,
+                                                            ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_MsgDataElement_Delete(ZOVEXA_AuditClientContext *context,
+                                                ZOVEXA_MsgDataElement *msg, ZOVEXA_result *result);
+
+/* ---- outcomes: result ("SUCCESSFUL" or "UNSUCCESSFUL"), major and minor
+ * status, failure reason ----
+ * Create: 9 "result"; 8 "result" for anything but those two exact texts
+ * (case and trailing characters count); 9 "failureReason" when the result is
+ * "UNSUCCESSFUL". Handle name "outcome_Handle". */
+ZOVEXA_API ZOVEXA_Outcome *ZOVEXA_Outcome_Create(ZOVEXA_AuditClientContext *context,
+                                                 const char *outcomeResult, int32_t majorStatus,
+                                                 int32_t minorStatus, const char *failureReason,
+                                                 ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_Outcome_GetResult(ZOVEXA_AuditClientContext *context, ZOVEXA_Outcome *outcome,
+                                          ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_Outcome_GetMajorStatus(ZOVEXA_AuditClientContext *context, ZOVEXA_Outcome *outcome,
+                                                 ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_Outcome_GetMinorStatus(ZOVEXA_AuditClientContext *context, ZOVEXA_Outcome *outcome,
+                                                 ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_Outcome_GetFailureReason(ZOVEXA_AuditClientContext *context, ZOVEXA_Outcome *outcome,
+                                                 ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_Outcome_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_Outcome *outcome,
+                                         ZOVEXA_result *result);
+
+/* ---- performance info: name, description, number of data points, unit,
+ * maximum, minimum and value (64-bit), aggregate ----
+ * Create: 9 "name", "description", "aggregate", "unit". Handle name
+ * "perfInfo_Handle". */
+ZOVEXA_API ZOVEXA_PerfInfo *ZOVEXA_PerfInfo_Create(ZOVEXA_AuditClientContext *context, const char *name,
+                                                   const char *description, int32_t numDataPoints,
+                                                   const char *unit, int64_t maxValue, int64_t minValue,
+                                                   int64_t value, const char *aggregate,
+                                                   ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PerfInfo_GetName(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                         ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PerfInfo_GetDescription(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                                ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_PerfInfo_GetNumDataPoints(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                                    ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PerfInfo_GetUnit(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                         ZOVEXA_result *result);
+ZOVEXA_API int64_t ZOVEXA_PerfInfo_GetMaxValue(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                               ZOVEXA_result *result);
+ZOVEXA_API int64_t ZOVEXA_PerfInfo_GetMinValue(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                               ZOVEXA_result *result);
+ZOVEXA_API int64_t ZOVEXA_PerfInfo_GetValue(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                            ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PerfInfo_GetAggregate(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                              ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_PerfInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_PerfInfo *info,
+                                          ZOVEXA_result *result);
+
+/* ---- policy info: name, branch, type, description, attributes ----
+ * Create: 9 "type", 9 "name". Handle name "policyInfo_Handle". */
+ZOVEXA_API ZOVEXA_PolicyInfo *ZOVEXA_PolicyInfo_Create(ZOVEXA_AuditClientContext *context, const char *name,
+                                                       const char *branch, const char *type,
+                                                       const char *description, ZOVEXA_Attribute **attributes,
+                                                       ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PolicyInfo_GetName(ZOVEXA_AuditClientContext *context, ZOVEXA_PolicyInfo *info,
+                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PolicyInfo_GetBranch(ZOVEXA_AuditClientContext *context, ZOVEXA_PolicyInfo *info,
+                                             ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PolicyInfo_GetType(ZOVEXA_AuditClientContext *context, ZOVEXA_PolicyInfo *info,
+                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_PolicyInfo_GetDescription(ZOVEXA_AuditClientContext *context, ZOVEXA_PolicyInfo *info,
+                                                  ZOVEXA_result *result);
+ZOVEXA_API ZOVEXA_Attribute **ZOVEXA_PolicyInfo_GetAttributes(ZOVEXA_AuditClientContext *context,
+                                                              ZOVEXA_PolicyInfo *info, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_PolicyInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_PolicyInfo *info,
+                                            ZOVEXA_result *result);
+
+/* ---- permission info: checked, granted and denied permissions, J2EE roles
+ * checked and granted, all string arrays ----
+ * Create: 9 "checked". Handle name "permInfo_Handle", but
+ * "permissionInfo_Handle" from Delete. */
+ZOVEXA_API ZOVEXA_PermissionInfo *ZOVEXA_PermissionInfo_Create(ZOVEXA_AuditClientContext *context,
+                                                               char **checked, char **granted, char **denied,
+                                                               char **J2EERolesChecked,
+                                                               char **J2EERolesGranted,
+                                                               ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_PermissionInfo_GetChecked(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_PermissionInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_PermissionInfo_GetGranted(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_PermissionInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_PermissionInfo_GetDenied(ZOVEXA_AuditClientContext *context,
+                                                  ZOVEXA_PermissionInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_PermissionInfo_GetJ2EERolesChecked(ZOVEXA_AuditClientContext *context,
+                                                            ZOVEXA_PermissionInfo *info,
+                                                            ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_PermissionInfo_GetJ2EERolesGranted(ZOVEXA_AuditClientContext *context,
+                                                            ZOVEXA_PermissionInfo *info,
+                                                            ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_PermissionInfo_Delete(ZOVEXA_AuditClientContext *context,
+                                                ZOVEXA_PermissionInfo *info, ZOVEXA_result *result);
+
+/* ---- provisioning info: account id, resource id, resource type ----
+ * Create: 9 "resourceId". Handle name "provisioningInfo_Handle", but
+ * "provsioningInfo_Handle" from Delete. */
+ZOVEXA_API ZOVEXA_ProvisioningInfo *ZOVEXA_ProvisioningInfo_Create(ZOVEXA_AuditClientContext *context,
+                                                                   const char *accountId,
+                                                                   const char *resourceId,
+                                                                   const char *resourceType,
+                                                                   ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ProvisioningInfo_GetAccountId(ZOVEXA_AuditClientContext *context,
+                                                      ZOVEXA_ProvisioningInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ProvisioningInfo_GetResourceId(ZOVEXA_AuditClientContext *context,
+                                                       ZOVEXA_ProvisioningInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ProvisioningInfo_GetResourceType(ZOVEXA_AuditClientContext *context,
+                                                         ZOVEXA_ProvisioningInfo *info,
+                                                         ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_ProvisioningInfo_Delete(ZOVEXA_AuditClientContext *context,
+                                                  ZOVEXA_ProvisioningInfo *info, ZOVEXA_result *result);
+
+/* ---- registry info: type, server location, its location type, server port,
+ * all strings ----
+ * Create: 9 "type", "serverLocation", "serverPort", "serverLocationType"; 8
+ * "serverLocationType" for a name that is not a location type (the list under
+ * component ids). Handle name "registryInfo_Handle". */
+ZOVEXA_API ZOVEXA_RegistryInfo *ZOVEXA_RegistryInfo_Create(ZOVEXA_AuditClientContext *context,
+                                                           const char *type, const char *serverLocation,
+                                                           const char *serverLocationType,
+                                                           const char *serverPort, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryInfo_GetType(ZOVEXA_AuditClientContext *context, ZOVEXA_RegistryInfo *info,
+                                             ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryInfo_GetServerLocation(ZOVEXA_AuditClientContext *context,
+                                                       ZOVEXA_RegistryInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryInfo_GetServerLocationType(ZOVEXA_AuditClientContext *context,
+                                                           ZOVEXA_RegistryInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryInfo_GetServerPort(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_RegistryInfo *info, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_RegistryInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_RegistryInfo *info,
+                                              ZOVEXA_result *result);
+
+/* ---- registry object info: name, registry name, type, description,
+ * attributes ----
+ * Create: 9 "type", 9 "name". Handle name "registryObjectInfo_Handle". */
+ZOVEXA_API ZOVEXA_RegistryObjectInfo *ZOVEXA_RegistryObjectInfo_Create(
+    ZOVEXA_AuditClientContext *context, const char *name, const char *registryName, const char *type,
+    const char *description, ZOVEXA_Attribute **attributes, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryObjectInfo_GetName(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_RegistryObjectInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryObjectInfo_GetRegistryName(ZOVEXA_AuditClientContext *context,
+                                                           ZOVEXA_RegistryObjectInfo *info,
+                                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryObjectInfo_GetType(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_RegistryObjectInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_RegistryObjectInfo_GetDescription(ZOVEXA_AuditClientContext *context,
+                                                          ZOVEXA_RegistryObjectInfo *info,
+                                                          ZOVEXA_result *result);
+ZOVEXA_API ZOVEXA_Attribute **ZOVEXA_RegistryObjectInfo_GetAttributes(ZOVEXA_AuditClientContext *context,
+                                                                      ZOVEXA_RegistryObjectInfo *info,
+                                                                      ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_RegistryObjectInfo_Delete(ZOVEXA_AuditClientContext *context,
+                                                    ZOVEXA_RegistryObjectInfo *info, ZOVEXA_result *result);
+
+/* ---- resource info: name in the application, name in the policy, type,
+ * attributes ----
+ * Create: 9 "nameInApp", "type", "nameInPolicy". Handle name
+ * "resourceInfo_Handle". */
+ZOVEXA_API ZOVEXA_ResourceInfo *ZOVEXA_ResourceInfo_Create(ZOVEXA_AuditClientContext *context,
+                                                           const char *nameInApp, const char *nameInPolicy,
+                                                           const char *type, ZOVEXA_Attribute **attributes,
+                                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ResourceInfo_GetNameInApp(ZOVEXA_AuditClientContext *context,
+                                                  ZOVEXA_ResourceInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ResourceInfo_GetNameInPolicy(ZOVEXA_AuditClientContext *context,
+                                                     ZOVEXA_ResourceInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_ResourceInfo_GetType(ZOVEXA_AuditClientContext *context, ZOVEXA_ResourceInfo *info,
+                                             ZOVEXA_result *result);
+ZOVEXA_API ZOVEXA_Attribute **ZOVEXA_ResourceInfo_GetAttributes(ZOVEXA_AuditClientContext *context,
+                                                                ZOVEXA_ResourceInfo *info,
+                                                                ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_ResourceInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_ResourceInfo *info,
+                                              ZOVEXA_result *result);
+
+/* ---- target info: target names (string array), attributes ----
+ * Create: 9 "targetNames". Handle name "targetInfo_Handle". */
+ZOVEXA_API ZOVEXA_TargetInfo *ZOVEXA_TargetInfo_Create(ZOVEXA_AuditClientContext *context, char **targetNames,
+                                                       ZOVEXA_Attribute **attributes, ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_TargetInfo_GetTargetNames(ZOVEXA_AuditClientContext *context,
+                                                   ZOVEXA_TargetInfo *info, ZOVEXA_result *result);
+ZOVEXA_API ZOVEXA_Attribute **ZOVEXA_TargetInfo_GetAttributes(ZOVEXA_AuditClientContext *context,
+                                                              ZOVEXA_TargetInfo *info, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_TargetInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_TargetInfo *info,
+                                            ZOVEXA_result *result);
+
+/* ---- user info: registry and application user names, domain, realm,
+ * location, location type, session id (strings), unique id, caller list
+ * (string array), attributes ----
+ * Create: 9 "appUserName", 9 "registryUserName"; a location type that is
+ * given must be a location type (the list under component ids), else 8
+ * "locationType". Handle name "userInfo_Handle". */
+ZOVEXA_API ZOVEXA_UserInfo *ZOVEXA_UserInfo_Create(ZOVEXA_AuditClientContext *context,
+                                                   const char *registryUserName, const char *appUserName,
+                                                   const char *domain, const char *realm,
+                                                   const char *location, const char *locationType,
+                                                   const char *sessionId, int32_t uniqueId, char **callerList,
+                                                   ZOVEXA_Attribute **attributes, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_UserInfo_GetRegistryUserName(ZOVEXA_AuditClientContext *context,
+                                                     ZOVEXA_UserInfo *info, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_UserInfo_GetAppUserName(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                                ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_UserInfo_GetDomain(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_UserInfo_GetRealm(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                          ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_UserInfo_GetLocation(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                             ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_UserInfo_GetLocationType(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                                 ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_UserInfo_GetSessionId(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                              ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_UserInfo_GetUniqueId(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                               ZOVEXA_result *result);
+ZOVEXA_API char **ZOVEXA_UserInfo_GetCallerList(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                                ZOVEXA_result *result);
+ZOVEXA_API ZOVEXA_Attribute **ZOVEXA_UserInfo_GetAttributes(ZOVEXA_AuditClientContext *context,
+                                                            ZOVEXA_UserInfo *info, ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_UserInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_UserInfo *info,
+                                          ZOVEXA_result *result);
+
+/* ---- work item info: id, type ----
+ * Create: 9 "type". Handle name "workItemInfo_Handle". */
+ZOVEXA_API ZOVEXA_WorkItemInfo *ZOVEXA_WorkItemInfo_Create(ZOVEXA_AuditClientContext *context, const char *id,
+                                                           const char *type, ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_WorkItemInfo_GetId(ZOVEXA_AuditClientContext *context, ZOVEXA_WorkItemInfo *info,
+                                           ZOVEXA_result *result);
+ZOVEXA_API char *ZOVEXA_WorkItemInfo_GetType(ZOVEXA_AuditClientContext *context, ZOVEXA_WorkItemInfo *info,
+                                             ZOVEXA_result *result);
+ZOVEXA_API int32_t ZOVEXA_WorkItemInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_WorkItemInfo *info,
+                                              ZOVEXA_result *result);
+
 /* END INFO RECORDS */
 
 #ifdef __cplusplus
