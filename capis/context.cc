@@ -309,10 +309,6 @@ char *getVEXAInstallPath(ZOVEXA_result *result) {
 int ZOdeleteContext(ZOVEXA_AuditClientContext *ctx) {
   if (ctx == nullptr) return 0;
   leaveProcess(ctx);
-  if (ctx->giidTable != nullptr && !ctx->counted) {
-    // A table made by a first context that failed before joining the count.
-    if (g_common == nullptr || g_common->giidTable != ctx->giidTable) ZOfreeGIIdTable(ctx, ctx->giidTable);
-  }
   if (ctx->traceLogger != nullptr) CCgReleaseObject(ctx->traceLogger);
   if (ctx->errorLogger != nullptr) CCgReleaseObject(ctx->errorLogger);
   for (ZOpropValue &v : ctx->props) free(v.s);

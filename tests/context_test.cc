@@ -176,8 +176,9 @@ TEST(ContextTrace, TraceLinesFollowTheLevelsAndHideThePassword) {
     ASSERT_NE(tc.ctx, nullptr);
     ZOVEXA_result r{};
     EXPECT_EQ(ZOVEXA_AuditClientContext_GetTraceLevel(tc.ctx, &r), 3);
-    EXPECT_EQ(ZOVEXA_AuditClientContext_SetTraceLevel(tc.ctx, 1, &r), 0);
-    EXPECT_EQ(ZOVEXA_AuditClientContext_GetTraceLevel(tc.ctx, &r), 1);  // below entry level: not traced
+    EXPECT_EQ(ZOVEXA_AuditClientContext_SetTraceLevel(tc.ctx, 2, &r), 0);
+    EXPECT_EQ(ZOVEXA_AuditClientContext_SetTraceLevel(tc.ctx, 1, &r), 0);  // below entry level: not traced
+    EXPECT_EQ(ZOVEXA_AuditClientContext_GetTraceLevel(tc.ctx, &r), 1);
   }
   std::string log = ReadFile(trace);
   EXPECT_NE(log.find("ENTRY"), std::string::npos) << log;
@@ -193,7 +194,8 @@ TEST(ContextTrace, TraceLinesFollowTheLevelsAndHideThePassword) {
   EXPECT_NE(log.find("FLOW: calling initializeXMLParser"), std::string::npos);
   EXPECT_NE(log.find("FLOW: calling initializeAxis"), std::string::npos);
   EXPECT_NE(log.find("EXIT: returning trace level = 3"), std::string::npos);
-  EXPECT_NE(log.find("EXIT: trace level set to = 1"), std::string::npos);
+  EXPECT_NE(log.find("EXIT: trace level set to = 2"), std::string::npos);
+  EXPECT_EQ(log.find("EXIT: trace level set to = 1"), std::string::npos);
   EXPECT_EQ(log.find("EXIT: returning trace level = 1"), std::string::npos);
   EXPECT_NE(log.find("capis/context"), std::string::npos);
 }
