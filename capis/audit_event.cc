@@ -153,32 +153,7 @@ ZOVEXA_AuditElement *ZOVEXA_AuditEvent_AddLongElement(ZOVEXA_AuditEvent *event, 
     return addToEvent(event, name, valueType, value, copy, result, "[VEXA_AuditEvent_" #Fn "]");        \
   }
 
-ZO_TYPED_EVENT_ADD(AddStringElement, const char *, VEXA_VT_STRING)
-ZO_TYPED_EVENT_ADD(AddDateTimeElement, const struct timeval *, VEXA_VT_DATETIME)
-ZO_TYPED_EVENT_ADD(AddAttributeElement, ZOVEXA_Attribute *, VEXA_VT_ATTRIBUTE)
-ZO_TYPED_EVENT_ADD(AddAttributePermissionInfoElement, ZOVEXA_AttributePermissionInfo *,
-                   VEXA_VT_ATTRIBUTE_PERMISSION_INFO)
-ZO_TYPED_EVENT_ADD(AddComponentIdElement, ZOVEXA_ComponentId *, VEXA_VT_COMPONENT_ID)
-ZO_TYPED_EVENT_ADD(AddHTTPURLInfoElement, ZOVEXA_HTTPURLInfo *, VEXA_VT_HTTPURL_INFO)
-ZO_TYPED_EVENT_ADD(AddMembershipInfoElement, ZOVEXA_MembershipInfo *, VEXA_VT_MEMBERSHIP_INFO)
-ZO_TYPED_EVENT_ADD(AddMgmtInfoElement, ZOVEXA_MgmtInfo *, VEXA_VT_MGMT_INFO)
-ZO_TYPED_EVENT_ADD(AddMsgDataElement, ZOVEXA_MsgDataElement *, VEXA_VT_MSG_DATA_ELEMENT)
-ZO_TYPED_EVENT_ADD(AddOutcomeElement, ZOVEXA_Outcome *, VEXA_VT_OUTCOME)
-ZO_TYPED_EVENT_ADD(AddPerfInfoElement, ZOVEXA_PerfInfo *, VEXA_VT_PERF_INFO)
-ZO_TYPED_EVENT_ADD(AddPolicyInfoElement, ZOVEXA_PolicyInfo *, VEXA_VT_POLICY_INFO)
-ZO_TYPED_EVENT_ADD(AddPermissionInfoElement, ZOVEXA_PermissionInfo *, VEXA_VT_PERMISSION_INFO)
-ZO_TYPED_EVENT_ADD(AddProvisioningInfoElement, ZOVEXA_ProvisioningInfo *, VEXA_VT_PROVISIONING_INFO)
-ZO_TYPED_EVENT_ADD(AddRegistryInfoElement, ZOVEXA_RegistryInfo *, VEXA_VT_REGISTRY_INFO)
-ZO_TYPED_EVENT_ADD(AddRegistryObjectInfoElement, ZOVEXA_RegistryObjectInfo *, VEXA_VT_REGISTRY_OBJECT_INFO)
-ZO_TYPED_EVENT_ADD(AddResourceInfoElement, ZOVEXA_ResourceInfo *, VEXA_VT_RESOURCE_INFO)
-ZO_TYPED_EVENT_ADD(AddTargetInfoElement, ZOVEXA_TargetInfo *, VEXA_VT_TARGET_INFO)
-ZO_TYPED_EVENT_ADD(AddUserInfoElement, ZOVEXA_UserInfo *, VEXA_VT_USER_INFO)
-ZO_TYPED_EVENT_ADD(AddWorkItemInfoElement, ZOVEXA_WorkItemInfo *, VEXA_VT_WORK_ITEM_INFO)
-ZO_TYPED_EVENT_ADD(AddAttributeArrayElement, ZOVEXA_Attribute **, VEXA_VT_ATTRIBUTE_ARRAY)
-ZO_TYPED_EVENT_ADD(AddAttributePermissionInfoArrayElement, ZOVEXA_AttributePermissionInfo **,
-                   VEXA_VT_ATTRIBUTE_PERMISSION_INFO_ARRAY)
-ZO_TYPED_EVENT_ADD(AddMembershipInfoArrayElement, ZOVEXA_MembershipInfo **, VEXA_VT_MEMBERSHIP_INFO_ARRAY)
-ZO_TYPED_EVENT_ADD(AddPolicyInfoArrayElement, ZOVEXA_PolicyInfo **, VEXA_VT_POLICY_INFO_ARRAY)
+ZO_FOR_EACH_TYPED_ADD(ZO_TYPED_EVENT_ADD)
 
 #undef ZO_TYPED_EVENT_ADD
 

@@ -58,7 +58,6 @@ struct ZOcommonBlock {
   std::mutex mutex;
   int liveContexts = 0;               // guarded by mutex
   ZOgiidTable *giidTable = nullptr;   // guarded by mutex
-  bool eventTablesBuilt = false;      // guarded by mutex
   bool xmlParserUp = false;           // guarded by mutex
   bool soapRuntimeUp = false;         // guarded by mutex
 };

@@ -444,7 +444,6 @@ ZOVEXA_API ZOVEXA_AuditElement *ZOVEXA_AuditEvent_AddStaticElement(ZOVEXA_AuditE
                                                                    ZOVEXA_result *result);
 
 /* ---- info records -----------------------------------------------------------------------------------
- * BEGIN INFO RECORDS (this section is maintained with capis/info_records.cc)
  *
  * Eighteen structured records that an element can carry as its value. Each
  * has one Create taking its fields in the order listed, one getter per field
@@ -845,7 +844,6 @@ ZOVEXA_API char *ZOVEXA_WorkItemInfo_GetType(ZOVEXA_AuditClientContext *context,
 ZOVEXA_API int32_t ZOVEXA_WorkItemInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_WorkItemInfo *info,
                                               ZOVEXA_result *result);
 
-/* END INFO RECORDS */
 
 #ifdef __cplusplus
 }
