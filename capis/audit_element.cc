@@ -69,19 +69,36 @@ bool growIfNeeded(ZOelementList *list, int32_t firstCapacity) {
   return true;
 }
 
-// Sets the static bit on `element` and every element below it.
-int makeStatic(ZOVEXA_AuditClientContext *context, ZOVEXA_AuditElement *element) {
+// Sets the static bit on `element` and every element below it. Elements
+// below that were not static on their own are marked as inheriting it, so
+// that DeleteStatic of this tree can release them with it.
+int makeStatic(ZOVEXA_AuditClientContext *context, ZOVEXA_AuditElement *element, bool inherited) {
   static const char kTag[] = "[VEXA_AuditElement_SetStatic]";
   ZO_TRACE(context, ZO_TL_ENTRY, kTag, "ENTRY - making element %s static", element->name);
-  element->flags |= ZO_ELT_STATIC;
+  if (!inherited)
+    element->flags = (element->flags | ZO_ELT_STATIC) & ~static_cast<uint32_t>(ZO_ELT_STATIC_INHERITED);
+  else if (!(element->flags & ZO_ELT_STATIC))
+    element->flags |= ZO_ELT_STATIC | ZO_ELT_STATIC_INHERITED;
   for (int32_t i = 0; i < element->sub.count; ++i) {
     ZOVEXA_AuditElement *child = element->sub.items[i];
-    if (child == nullptr || makeStatic(context, child) != 0) {
+    if (child == nullptr || makeStatic(context, child, true) != 0) {
       ZO_ERROR(context, kTag, "ERROR making sub-element static");
       return -1;
     }
   }
   return 0;
+}
+
+// Clears the static mark of the sub-elements that only inherited it, so that
+// deleting `element` releases them; elements static on their own stay whole.
+void dropInheritedStatic(ZOVEXA_AuditElement *element) {
+  for (int32_t i = 0; i < element->sub.count; ++i) {
+    ZOVEXA_AuditElement *child = element->sub.items[i];
+    if (child->flags & ZO_ELT_STATIC_INHERITED) {
+      child->flags &= ~static_cast<uint32_t>(ZO_ELT_STATIC | ZO_ELT_STATIC_INHERITED);
+      dropInheritedStatic(child);
+    }
+  }
 }
 
 // The element's own name, or "" for a half-built one (traces only).
@@ -121,9 +138,12 @@ void *ZOcopyValue(ZOVEXA_AuditClientContext *context, uint32_t valueType, const 
 int ZOfreeValue(ZOVEXA_AuditClientContext *context, uint32_t valueType, void *value, ZOVEXA_result *result) {
   if (value == nullptr) return 0;
   if (isRecordType(valueType)) return ZOfreeRecordValue(context, valueType, value, result);
+  // An element without a value type only carries sub-elements: the pointer
+  // it was given is the caller's and is never freed.
+  if (valueType == VEXA_VT_NONE) return 0;
   // Numbers, strings and time values are plain blocks. A value stored
-  // without a copy under VEXA_VT_NONE or an unknown type can only be a block
-  // from ZOVEXA_Malloc as well, and the element owns it.
+  // without a copy under an unknown type can only be a block from
+  // ZOVEXA_Malloc as well, and the element owns it.
   free(value);
   return 0;
 }
@@ -293,6 +313,12 @@ ZOVEXA_AuditElement *ZOaddElement(ZOVEXA_AuditClientContext *context, ZOelementL
     eventLevel = false;
     leaf = dot + 1;
   }
+  if (*leaf == '\0') {
+    // An element without a name could never be found or encoded.
+    ZOreport(context, result, 8, static_cast<uint32_t>(strlen(name) + 1), 2, "name", name);
+    ZO_ERROR(context, kTag, "ERROR: the element name %s is not valid", name);
+    return nullptr;
+  }
   ZOVEXA_AuditElement *element = ZOauditElement_Create(context, leaf, valueType, value, copy, 1, result);
   if (element == nullptr) return nullptr;
   if (ZOattachElement(context, list, listOwner, eventLevel, element, result) != 0) {
@@ -410,6 +436,9 @@ ZOVEXA_AuditElement *ZOVEXA_AuditElement_AddStaticElement(ZOVEXA_AuditClientCont
   }
   if (ZOattachElement(context, &parent->sub, parent, false, staticElement, result) != 0) return nullptr;
   ZO_EXIT(context, kTag);
+  // Shared on its own from now on: deleting the tree it was marked with
+  // must leave it whole.
+  staticElement->flags &= ~static_cast<uint32_t>(ZO_ELT_STATIC_INHERITED);
   return staticElement;
 }
 
@@ -487,7 +516,7 @@ int32_t ZOVEXA_AuditElement_SetStatic(ZOVEXA_AuditClientContext *context, ZOVEXA
                                       ZOVEXA_result *result) {
   static const char kTag[] = "[VEXA_AuditElement_SetStatic]";
   if (!elementCallOk(context, element, result, kTag)) return -1;
-  int rc = makeStatic(context, element);
+  int rc = makeStatic(context, element, false);
   ZO_EXIT_RC(context, kTag, rc);
   return rc;
 }
@@ -504,9 +533,17 @@ int32_t ZOVEXA_AuditElement_DeleteStatic(ZOVEXA_AuditClientContext *context, ZOV
                                          ZOVEXA_result *result) {
   static const char kTag[] = "[VEXA_AuditElement_DeleteStatic]";
   if (!elementCallOk(context, element, result, kTag)) return -1;
-  // Only this element loses its mark: static sub-elements may be shared with
+  if (!(element->flags & ZO_ELT_STATIC)) {
+    // A non-static element belongs to the event or element that holds it.
+    ZOreport(context, result, 29, 0, 1, element->name);
+    ZO_ERROR(context, kTag, "ERROR: the element with name %s is not static", element->name);
+    return -1;
+  }
+  // This element loses its mark, and so do the sub-elements that were static
+  // only through it; sub-elements made static on their own may be shared with
   // other trees and stay whole.
-  element->flags &= ~static_cast<uint32_t>(ZO_ELT_STATIC);
+  element->flags &= ~static_cast<uint32_t>(ZO_ELT_STATIC | ZO_ELT_STATIC_INHERITED);
+  dropInheritedStatic(element);
   int rc = ZOauditElement_Delete(context, element, result);
   ZO_EXIT_RC(context, kTag, rc);
   return rc;

@@ -12,6 +12,9 @@
 enum : uint32_t {
   ZO_ELT_STATIC = 1u << 0,    // shared; deletes of its holders leave it whole
   ZO_ELT_ATTACHED = 1u << 1,  // added to an event or element
+  // Static only because SetStatic marked an ancestor: DeleteStatic of that
+  // ancestor releases it with the tree.
+  ZO_ELT_STATIC_INHERITED = 1u << 2,
 };
 
 // An ordered list of element pointers that grows by doubling.

@@ -174,5 +174,8 @@ ZOVEXA_AuditElement *ZOVEXA_AuditEvent_AddStaticElement(ZOVEXA_AuditEvent *event
   }
   if (ZOattachElement(context, &event->elements, nullptr, true, staticElement, result) != 0) return nullptr;
   ZO_EXIT(context, kTag);
+  // Shared on its own from now on: deleting the tree it was marked with
+  // must leave it whole.
+  staticElement->flags &= ~static_cast<uint32_t>(ZO_ELT_STATIC_INHERITED);
   return staticElement;
 }

@@ -9,8 +9,9 @@
  *    or NULL. Every failure also appends a numbered message "KZTCC00nnE ..." to
  *    the result record (entry code nn) and writes it to the context's error log.
  *  - Strings passed in are in the context's elementCodeSet and are stored as
- *    UTF-8; strings handed back are converted back (no conversion when
- *    elementCodeSet is "UTF8").
+ *    UTF-8; strings a getter copies out are converted back (no conversion
+ *    when elementCodeSet is "UTF8"). Element names and the string arrays of
+ *    records are handed out as stored, in UTF-8.
  *  - Memory a getter hands out is released with ZOVEXA_Free; records, events
  *    and elements with their Delete operations.
  *  - Contexts may be created and deleted from any thread. Events, elements,
@@ -159,8 +160,11 @@ ZOVEXA_API int32_t ZOVEXA_AuditClientContext_SetTraceLevel(ZOVEXA_AuditClientCon
  * existing a.b. With copy != 0 the value is copied (records deeply); with
  * copy 0 the element takes ownership of the pointer (strings and time values
  * must then come from ZOVEXA_Malloc, records from their Create operation) and
- * the value is not checked. Adds report 2 (the name exists under that parent),
- * 8 (an unknown value type with copy), 17 (the parent path does not exist),
+ * the value is not checked: a string taken this way must already be UTF-8.
+ * A VEXA_VT_NONE element needs a non-NULL value pointer, which stays the
+ * caller's and is never freed. Adds report 2 (the name exists under that
+ * parent), 8 (an unknown value type with copy, or an empty name or path
+ * segment), 17 (the parent path does not exist),
  * 21 (a non-static element added twice), 30 (the parent is static). On
  * failure the parent is unchanged and nothing is kept. */
 
@@ -312,9 +316,11 @@ ZOVEXA_API int32_t ZOVEXA_AuditElement_SetStatic(ZOVEXA_AuditClientContext *cont
 /* 1 when static, 0 when not, -1 on a NULL argument. */
 ZOVEXA_API int32_t ZOVEXA_AuditElement_IsStatic(ZOVEXA_AuditClientContext *context,
                                                 ZOVEXA_AuditElement *element, ZOVEXA_result *result);
-/* Clears the static mark of this element (not of its sub-elements) and deletes
- * it with its non-static sub-elements. Do this only once no event that holds it
- * is still in use. 0, or -1. */
+/* Deletes a static element: clears its mark and deletes it with its
+ * sub-elements, also those that were static only because SetStatic marked
+ * this element (sub-elements made static on their own stay whole). Delete
+ * every event and element that holds it first. 0, or -1 with 29 when the
+ * element is not static. */
 ZOVEXA_API int32_t ZOVEXA_AuditElement_DeleteStatic(ZOVEXA_AuditClientContext *context,
                                                     ZOVEXA_AuditElement *element, ZOVEXA_result *result);
 
@@ -322,7 +328,7 @@ ZOVEXA_API int32_t ZOVEXA_AuditElement_DeleteStatic(ZOVEXA_AuditClientContext *c
  * An event has a type name ("AUDIT_AUTHN", ...), a default time stamp read
  * at creation and top-level elements. Any type name is accepted here; the
  * event is checked when it is sent. Operations other than Create find the
- * context through the event; a NULL event or result gives message 12. */
+ * context through the event; a NULL event gives message 12. */
 
 /* A new event, or NULL with 9 "eventType" or 1. */
 ZOVEXA_API ZOVEXA_AuditEvent *ZOVEXA_AuditEvent_Create(ZOVEXA_AuditClientContext *context,
@@ -843,7 +849,6 @@ ZOVEXA_API char *ZOVEXA_WorkItemInfo_GetType(ZOVEXA_AuditClientContext *context,
                                              ZOVEXA_result *result);
 ZOVEXA_API int32_t ZOVEXA_WorkItemInfo_Delete(ZOVEXA_AuditClientContext *context, ZOVEXA_WorkItemInfo *info,
                                               ZOVEXA_result *result);
-
 
 #ifdef __cplusplus
 }

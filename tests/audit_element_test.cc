@@ -171,13 +171,47 @@ TEST_F(ElementTest, AttachRulesForStaticAndAttachedElements) {
   EXPECT_EQ(ZOVEXA_AuditElement_AddStaticElement(tc.ctx, plain, b, &r), nullptr);
   EXPECT_EQ(TakeCode(), 2u);
 
-  // The event's delete skips a and b. DeleteStatic(a) clears only a's mark,
-  // so b outlives it and goes with its own DeleteStatic.
+  // The event's delete skips a and b. b was attached to other parents as a
+  // static element of its own, so DeleteStatic(a) leaves it whole and it
+  // goes with its own DeleteStatic.
   ZOVEXA_AuditEvent_Delete(event, &r);
   event = nullptr;
   EXPECT_EQ(ZOVEXA_AuditElement_DeleteStatic(tc.ctx, a, &r), 0);
-  EXPECT_EQ(ZOVEXA_AuditElement_IsStatic(tc.ctx, b, &r), 1);  // only a lost its mark
+  EXPECT_EQ(ZOVEXA_AuditElement_IsStatic(tc.ctx, b, &r), 1);
   EXPECT_EQ(ZOVEXA_AuditElement_DeleteStatic(tc.ctx, b, &r), 0);
+}
+
+TEST_F(ElementTest, DeleteStaticReleasesTheTreeItMarked) {
+  // a { b { c }, d }: d is static on its own before a is marked.
+  ZOVEXA_AuditElement *a = Top("a");
+  ASSERT_NE(ZOVEXA_AuditEvent_AddStringElement(event, "a.b", "x", 1, &r), nullptr);
+  ASSERT_NE(ZOVEXA_AuditEvent_AddIntegerElement(event, "a.b.c", 3, &r), nullptr);
+  ZOVEXA_AuditElement *d = ZOVEXA_AuditEvent_AddIntegerElement(event, "a.d", 4, &r);
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(ZOVEXA_AuditElement_SetStatic(tc.ctx, d, &r), 0);
+  ASSERT_EQ(ZOVEXA_AuditElement_SetStatic(tc.ctx, a, &r), 0);
+
+  // A non-static element still belongs to its holder.
+  ZOVEXA_AuditElement *plain = Top("plain");
+  EXPECT_EQ(ZOVEXA_AuditElement_DeleteStatic(tc.ctx, plain, &r), -1);
+  EXPECT_EQ(TakeText(), "KZTCC0029E The element with the name 'plain' is not static and cannot be added with this "
+                        "function.");
+
+  EXPECT_EQ(ZOVEXA_AuditEvent_Delete(event, &r), 0);
+  event = nullptr;
+  // b and c go with a (the leak checker would see them otherwise); d stays.
+  EXPECT_EQ(ZOVEXA_AuditElement_DeleteStatic(tc.ctx, a, &r), 0);
+  EXPECT_EQ(*static_cast<int32_t *>(d->value), 4);
+  EXPECT_EQ(ZOVEXA_AuditElement_DeleteStatic(tc.ctx, d, &r), 0);
+}
+
+TEST_F(ElementTest, EmptyNamesAreRefused) {
+  EXPECT_EQ(ZOVEXA_AuditEvent_AddStringElement(event, "", "x", 1, &r), nullptr);
+  EXPECT_EQ(TakeText(), "KZTCC0008E The parameter, name , passed to the function has a value that is not valid:  .");
+  ASSERT_NE(Top("a"), nullptr);
+  EXPECT_EQ(ZOVEXA_AuditEvent_AddStringElement(event, "a.", "x", 1, &r), nullptr);
+  EXPECT_EQ(TakeCode(), 8u);
+  EXPECT_EQ(event->elements.items[0]->sub.count, 0);
 }
 
 TEST_F(ElementTest, NumbersAndTimeValuesAreCopied) {
@@ -247,14 +281,16 @@ TEST_F(ElementTest, ValueTypesOutsideTheTableOnlyWithoutCopy) {
     EXPECT_NE(text.find(" " + std::to_string(type) + " ."), std::string::npos) << text;
   }
   EXPECT_EQ(parent->sub.count, 0);
-  // Stored unchecked and released as a plain block with its element.
+  // Stored unchecked. An unknown type's block is released with its element;
+  // a VEXA_VT_NONE pointer stays the caller's.
+  static int32_t callers = 0;
   for (uint32_t type : {0u, 27u}) {
-    void *block = ZOVEXA_Malloc(3);
+    void *value = type == 0 ? static_cast<void *>(&callers) : ZOVEXA_Malloc(3);
     std::string name = "t" + std::to_string(type);
-    ZOVEXA_AuditElement *e = ZOVEXA_AuditElement_AddElement(tc.ctx, parent, name.c_str(), type, block, 0, &r);
+    ZOVEXA_AuditElement *e = ZOVEXA_AuditElement_AddElement(tc.ctx, parent, name.c_str(), type, value, 0, &r);
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(ZOVEXA_AuditElement_GetValueType(tc.ctx, e, &r), static_cast<int32_t>(type));
-    EXPECT_EQ(ZOVEXA_AuditElement_GetValue(tc.ctx, e, &r), block);
+    EXPECT_EQ(ZOVEXA_AuditElement_GetValue(tc.ctx, e, &r), value);
   }
 }
 
