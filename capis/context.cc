@@ -30,7 +30,9 @@ std::once_flag g_commonOnce;
 // Reports message 7 for property p with the offending value as text.
 void reportBadValue(const ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *result, int p, const char *text) {
   ZOreport(ctx, result, 7, static_cast<uint32_t>(strlen(text) + 1), 2, kZOproperties[p].name, text);
-  ZO_ERROR(ctx, kCreateTag, "ERROR: the value of the %s property is not valid: %s", kZOproperties[p].name, text);
+  // Before the context has its loggers there is nowhere of its own to trace.
+  if (ctx != nullptr)
+    ZO_ERROR(ctx, kCreateTag, "ERROR: the value of the %s property is not valid: %s", kZOproperties[p].name, text);
 }
 
 bool setString(ZOpropValue *v, const char *s) {
@@ -162,7 +164,6 @@ bool openLoggers(ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *result) {
   if (ctx->Str(ZOP_traceFilePath) != nullptr) {
     ctx->traceLogger = setUpLogger(ctx->Str(ZOP_traceLoggerName), ctx->Str(ZOP_traceFilePath),
                                    ctx->Int(ZOP_maxTraceFileSize), ctx->Int(ZOP_maxTraceFiles));
-    if (ctx->traceLogger != nullptr) ZOsetGlobalTraceLogger(ctx->traceLogger);
   }
   ctx->errorLogger = setUpLogger(ctx->Str(ZOP_errorLoggerName), ctx->Str(ZOP_errorFilePath),
                                  ctx->Int(ZOP_maxErrorFileSize), ctx->Int(ZOP_maxErrorFiles));
@@ -170,7 +171,6 @@ bool openLoggers(ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *result) {
     ZOreport(nullptr, result, 62, 0, 2, "CCgGetObject()", ctx->Str(ZOP_errorLoggerName));
     return false;
   }
-  ZOsetGlobalErrorLogger(ctx->errorLogger);
   return true;
 }
 
@@ -371,6 +371,10 @@ extern "C" ZOVEXA_API ZOVEXA_AuditClientContext *ZOVEXA_AuditClientContext_Creat
              "errorCodeSet", badCodeset);
 
   if (!joinProcess(ctx, result)) return fail();
+  // Only a context that was made becomes the source of the process-wide
+  // loggers; a failed one leaves them as they were.
+  if (ctx->traceLogger != nullptr) ZOsetGlobalTraceLogger(ctx->traceLogger);
+  ZOsetGlobalErrorLogger(ctx->errorLogger);
   ZO_EXIT(ctx, kCreateTag);
   return ctx;
 }

@@ -76,8 +76,16 @@ bool growEntries(ZOVEXA_result *result) {
 }
 
 void writeToErrorLog(const ZOVEXA_AuditClientContext *context, const char *text) {
-  CCgObject *logger = context != nullptr ? context->errorLogger : ZOgErrorLogger();
-  if (logger != nullptr && text != nullptr) CCgLogText(logger, "%s", CCG_PARM_STRING, text, CCG_PARM_END);
+  if (text == nullptr) return;
+  if (context != nullptr) {
+    if (context->errorLogger != nullptr)
+      CCgLogText(context->errorLogger, "%s", CCG_PARM_STRING, text, CCG_PARM_END);
+    return;
+  }
+  if (CCgObject *logger = ZOacquireGlobalErrorLogger()) {
+    CCgLogText(logger, "%s", CCG_PARM_STRING, text, CCG_PARM_END);
+    CCgReleaseObject(logger);
+  }
 }
 
 const char *vErrorHandler(const ZOVEXA_AuditClientContext *context, uint32_t number, ZOVEXA_result *result,
@@ -114,9 +122,9 @@ const char *vErrorHandler(const ZOVEXA_AuditClientContext *context, uint32_t num
     char *text = nullptr;
     if (argc < 1) {
       text = ZOstrdup(tmpl.c_str());
-      // Message 1 says that memory ran out: its built-in text is stored as it
-      // is (ZOVEXA_Result_Clean knows not to free it).
-      if (text == nullptr && number == 1) text = const_cast<char *>(builtIn);
+      // When even the copy fails (message 1 says exactly that), the built-in
+      // text is stored as it is; ZOVEXA_Result_Clean knows not to free it.
+      if (text == nullptr) text = const_cast<char *>(builtIn);
     } else {
       CxStringBuff sb{};
       CxStatus st = CxStringBuffPrintfV(&sb, tmpl.c_str(), ap);
@@ -183,7 +191,7 @@ int nullParm(const void *handle, const ZOVEXA_AuditClientContext *traceContext, 
       if (ZOerrorHandler(nullptr, number, result, 0, 0) != nullptr)
         writeToErrorLog(nullptr, result->entries[result->count - 1].text);
     }
-  } else if (traceContext != nullptr) {
+  } else if (traceContext != nullptr && traceContext->traceLogger != nullptr) {
     ZOtraceWrite(traceContext, srcPath, tag, line, "ERROR: status parameter is NULL");
   } else if (ZOgTraceLogger() != nullptr) {
     ZOtraceWrite(nullptr, srcPath, tag, line, "ERROR: status parameter is NULL");
@@ -210,7 +218,9 @@ extern "C" ZOVEXA_API int32_t ZOVEXA_Result_Clean(ZOVEXA_result *result) {
   if (result->entries != nullptr) {
     for (int32_t i = 0; i < std::max(result->count, result->capacity); ++i) {
       char *text = result->entries[i].text;
-      if (text != nullptr && text != zovexamsg[1]) free(text);
+      uint32_t code = result->entries[i].code;
+      bool builtIn = code < static_cast<uint32_t>(kZOmsgCount) && text == zovexamsg[code];
+      if (text != nullptr && !builtIn) free(text);
       result->entries[i].text = nullptr;
     }
     free(result->entries);

@@ -21,12 +21,20 @@ void replaceGlobal(std::atomic<CCgObject *> *slot, CCgObject *logger) {
   if (old != nullptr) CCgReleaseObject(old);
 }
 
+CCgObject *acquireGlobal(std::atomic<CCgObject *> *slot) {
+  std::lock_guard<std::mutex> lock(g_globalLoggersMutex);
+  CCgObject *logger = slot->load();
+  return logger != nullptr ? CCgAcquireObject(logger) : nullptr;
+}
+
 }  // namespace
 
 CCgObject *ZOgTraceLogger() { return g_traceLogger.load(std::memory_order_acquire); }
 CCgObject *ZOgErrorLogger() { return g_errorLogger.load(std::memory_order_acquire); }
 void ZOsetGlobalTraceLogger(CCgObject *logger) { replaceGlobal(&g_traceLogger, logger); }
 void ZOsetGlobalErrorLogger(CCgObject *logger) { replaceGlobal(&g_errorLogger, logger); }
+CCgObject *ZOacquireGlobalTraceLogger() { return acquireGlobal(&g_traceLogger); }
+CCgObject *ZOacquireGlobalErrorLogger() { return acquireGlobal(&g_errorLogger); }
 
 bool ZOtraceEnabled(const ZOVEXA_AuditClientContext *context, ZOtraceKind kind) {
   if (context == nullptr) return ZOgTraceLogger() != nullptr;
@@ -39,7 +47,8 @@ bool ZOtraceEnabled(const ZOVEXA_AuditClientContext *context, ZOtraceKind kind) 
 
 void ZOtraceWrite(const ZOVEXA_AuditClientContext *context, const char *srcPath, const char *tag, int line,
                   const char *fmt, ...) {
-  CCgObject *logger = context != nullptr ? context->traceLogger : ZOgTraceLogger();
+  CCgObject *global = context == nullptr ? ZOacquireGlobalTraceLogger() : nullptr;
+  CCgObject *logger = context != nullptr ? context->traceLogger : global;
   if (logger == nullptr) return;
   char small[512];
   std::string big;
@@ -48,7 +57,10 @@ void ZOtraceWrite(const ZOVEXA_AuditClientContext *context, const char *srcPath,
   va_start(ap, fmt);
   int n = vsnprintf(small, sizeof small, fmt, ap);
   va_end(ap);
-  if (n < 0) return;
+  if (n < 0) {
+    if (global != nullptr) CCgReleaseObject(global);
+    return;
+  }
   if (static_cast<size_t>(n) >= sizeof small) {
     big.resize(static_cast<size_t>(n) + 1);
     va_start(ap, fmt);
@@ -60,4 +72,5 @@ void ZOtraceWrite(const ZOVEXA_AuditClientContext *context, const char *srcPath,
   // The text is passed as a parameter so that a "%" in it is never read as
   // a conversion by the toolkit.
   CCgLogDebugMin(logger, srcPath, tag, line, "%s", CCG_PARM_STRING, text, CCG_PARM_END);
+  if (global != nullptr) CCgReleaseObject(global);
 }

@@ -21,11 +21,16 @@ bool ZOtraceEnabled(const ZOVEXA_AuditClientContext *context, ZOtraceKind kind);
 void ZOtraceWrite(const ZOVEXA_AuditClientContext *context, const char *srcPath, const char *tag, int line,
                   const char *fmt, ...) __attribute__((format(printf, 5, 6)));
 
-// The process-wide loggers: those of the last context that set them up (the
-// trace logger only when some context has a traceFilePath). Each holds its
-// own reference; ZOsetGlobalLoggers replaces them (NULL clears).
+// The process-wide loggers: those of the last context created (the trace
+// logger only when some context has a traceFilePath). Each slot holds its own
+// reference; the setters replace it (NULL clears). ZOgTraceLogger and
+// ZOgErrorLogger only say whether one is set: to write to one, take a
+// reference with ZOacquireGlobal*Logger and release it with CCgReleaseObject,
+// since another thread may replace it meanwhile.
 CCgObject *ZOgTraceLogger();
 CCgObject *ZOgErrorLogger();
+CCgObject *ZOacquireGlobalTraceLogger();
+CCgObject *ZOacquireGlobalErrorLogger();
 void ZOsetGlobalTraceLogger(CCgObject *logger);
 void ZOsetGlobalErrorLogger(CCgObject *logger);
 

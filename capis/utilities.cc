@@ -1,5 +1,6 @@
 #include "capis/utilities.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -117,9 +118,20 @@ char *ZOutf8Convert(const ZOVEXA_AuditClientContext *context, const char *s, int
                                       : TisFromUTF8(context->elementCodeset, s, len, &converted);
     if (!ok) {
       // A byte sequence the codesets cannot map: refuse the string rather
-      // than store or hand back a text that differs from it.
-      ZOreport(context, result, 8, static_cast<uint32_t>(len + 1), 2, "string", s);
-      ZO_ERROR(context, "[utf8Convert]", "ERROR: the string %s cannot be converted", s);
+      // than store or hand back a text that differs from it. The message
+      // shows the bytes escaped, so the error log stays readable text.
+      std::string shown;
+      for (const unsigned char *p = reinterpret_cast<const unsigned char *>(s); *p != '\0'; ++p) {
+        char esc[8];
+        if (*p >= 0x20 && *p < 0x7F) {
+          shown += static_cast<char>(*p);
+        } else {
+          snprintf(esc, sizeof esc, "\\x%02X", *p);
+          shown += esc;
+        }
+      }
+      ZOreport(context, result, 8, static_cast<uint32_t>(shown.size() + 1), 2, "string", shown.c_str());
+      ZO_ERROR(context, "[utf8Convert]", "ERROR: the string %s cannot be converted", shown.c_str());
       return nullptr;
     }
     out = ZOstrndup(converted.data(), converted.size());

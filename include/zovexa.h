@@ -138,7 +138,8 @@ ZOVEXA_API int32_t ZOVEXA_Sleep(uint32_t seconds);
  * Returns the context, or NULL with one of: 1; 4 (a NULL value); 5 (a value
  * of the wrong type); 6 (a required property missing); 7 (a value not valid);
  * 9 "propertyList"; 50 (a size greater than another, such as hiWater >
- * queueSize). Nothing is reported for a NULL result record. */
+ * queueSize); 62 (the error log, the XML parser or the HTTP runtime could
+ * not be set up). Nothing is reported for a NULL result record. */
 ZOVEXA_API ZOVEXA_AuditClientContext *ZOVEXA_AuditClientContext_Create(const ZOVEXA_property *propertyList,
                                                                        ZOVEXA_result *result);
 /* Deletes the context and everything it opened. Delete the audit client and

@@ -1,5 +1,6 @@
 // Context creation from property lists: defaults, validation, combination
 // checks, loggers, texts and the process-wide start and stop.
+#include <atomic>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -227,6 +228,48 @@ TEST(ContextProcess, FirstContextStartsAndLastStopsTheRuntimes) {
   ASSERT_NE(again.ctx, nullptr);
   EXPECT_TRUE(common->xmlParserUp);
   EXPECT_NE(again.ctx->giidTable, nullptr);
+}
+
+TEST(ContextProcess, OnlyAContextThatWasMadeGetsTheProcessWideLogs) {
+  TempDir dir;
+  TestContext a({StrProp("errorFilePath", dir.File("a.log")), StrProp("traceFilePath", dir.File("a.trace")),
+                 StrProp("traceLoggerName", "ctxGlobalA"), StrProp("errorLoggerName", "ctxErrorA")});
+  ASSERT_NE(a.ctx, nullptr);
+  {
+    TestContext failed({StrProp("errorFilePath", dir.File("b.log")), StrProp("errorLoggerName", "ctxErrorB"),
+                        StrProp("elementCodeSet", "NO-SUCH-CODESET")});
+    EXPECT_EQ(failed.ctx, nullptr);
+  }
+  ZOVEXA_result r{};
+  // Reports without a context still go to the logs of the last context made.
+  EXPECT_EQ(ZOVEXA_AuditClientContext_GetTraceLevel(nullptr, &r), -1);
+  EXPECT_NE(ReadFile(dir.File("a.log")).find("KZTCC0010E"), std::string::npos);
+  EXPECT_EQ(ReadFile(dir.File("b.log")).find("KZTCC0010E"), std::string::npos);
+  TestContext quiet({StrProp("errorFilePath", dir.File("c.log")), StrProp("errorLoggerName", "ctxErrorC")});
+  ASSERT_NE(quiet.ctx, nullptr);
+  // A missing result record is traced where the handle's context traces, or
+  // else in the process-wide trace.
+  EXPECT_EQ(ZOVEXA_AuditClientContext_GetTraceLevel(quiet.ctx, nullptr), -1);
+  EXPECT_NE(ReadFile(dir.File("a.trace")).find("ERROR: status parameter is NULL"), std::string::npos);
+  ZOVEXA_Result_Clean(&r);
+}
+
+TEST(ContextProcess, ReportsWithoutAContextWhileTheLastContextGoes) {
+  TempDir dir;
+  std::atomic<bool> stop{false};
+  std::thread reporter([&stop] {
+    while (!stop.load()) {
+      ZOVEXA_result r{};
+      ZOVEXA_AuditClientContext_GetTraceLevel(nullptr, &r);  // traces and logs through the process-wide loggers
+      ZOVEXA_Result_Clean(&r);
+    }
+  });
+  for (int i = 0; i < 30; ++i) {
+    TestContext tc({StrProp("traceFilePath", dir.File("t.log")), StrProp("errorFilePath", dir.File("e.log"))});
+    EXPECT_NE(tc.ctx, nullptr);
+  }
+  stop = true;
+  reporter.join();
 }
 
 TEST(ContextProcess, FailedCreationLeavesNoCount) {

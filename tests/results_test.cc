@@ -96,15 +96,17 @@ TEST(ErrorHandler, OutOfMemoryLeavesTheRecordAlone) {
   ZOVEXA_Result_Clean(&r);
 }
 
-TEST(ErrorHandler, MessageOneNeedsNoMemoryForItsText) {
+TEST(ErrorHandler, TextWithoutArgumentsNeedsNoMemory) {
   ZOVEXA_result r{};
   // The entry array is allocated, then the copy of the text fails: the
   // built-in text is stored, and cleaning must not free it.
-  ZOsetAllocFailAfter(2);
-  ASSERT_NE(ZOerrorHandler(nullptr, 1, &r, 0, 0), nullptr);
-  ZOsetAllocFailAfter(0);
-  ASSERT_EQ(r.count, 1);
-  EXPECT_EQ(r.entries[0].text, zovexamsg[1]);
+  for (uint32_t number : {1u, 10u}) {
+    ZOsetAllocFailAfter(number == 1 ? 2 : 1);
+    ASSERT_NE(ZOerrorHandler(nullptr, number, &r, 0, 0), nullptr);
+    ZOsetAllocFailAfter(0);
+    EXPECT_EQ(r.entries[r.count - 1].text, zovexamsg[number]);
+  }
+  EXPECT_EQ(r.count, 2);
   EXPECT_EQ(ZOVEXA_Result_Clean(&r), 0);
 }
 
