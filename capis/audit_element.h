@@ -25,7 +25,7 @@ struct ZOelementList {
 };
 
 struct ZOVEXA_AuditElement_ {
-  char *name = nullptr;  // last path segment, UTF-8
+  char *name = nullptr;   // last path segment, UTF-8
   void *value = nullptr;  // owned; layout given by valueType
   uint32_t valueType = VEXA_VT_NONE;
   uint32_t nameHash = 0;
@@ -82,30 +82,31 @@ int ZOfreeValue(ZOVEXA_AuditClientContext *context, uint32_t valueType, void *va
 // The typed adds of elements and events: (operation, value argument type,
 // value type). Integer and Long take their number by value and are written
 // out separately.
-#define ZO_FOR_EACH_TYPED_ADD(X) \
-  X(AddStringElement, const char *, VEXA_VT_STRING) \
-  X(AddDateTimeElement, const struct timeval *, VEXA_VT_DATETIME) \
-  X(AddAttributeElement, ZOVEXA_Attribute *, VEXA_VT_ATTRIBUTE) \
+#define ZO_FOR_EACH_TYPED_ADD(X)                                                                            \
+  X(AddStringElement, const char *, VEXA_VT_STRING)                                                         \
+  X(AddDateTimeElement, const struct timeval *, VEXA_VT_DATETIME)                                           \
+  X(AddAttributeElement, ZOVEXA_Attribute *, VEXA_VT_ATTRIBUTE)                                             \
   X(AddAttributePermissionInfoElement, ZOVEXA_AttributePermissionInfo *, VEXA_VT_ATTRIBUTE_PERMISSION_INFO) \
-  X(AddComponentIdElement, ZOVEXA_ComponentId *, VEXA_VT_COMPONENT_ID) \
-  X(AddHTTPURLInfoElement, ZOVEXA_HTTPURLInfo *, VEXA_VT_HTTPURL_INFO) \
-  X(AddMembershipInfoElement, ZOVEXA_MembershipInfo *, VEXA_VT_MEMBERSHIP_INFO) \
-  X(AddMgmtInfoElement, ZOVEXA_MgmtInfo *, VEXA_VT_MGMT_INFO) \
-  X(AddMsgDataElement, ZOVEXA_MsgDataElement *, VEXA_VT_MSG_DATA_ELEMENT) \
-  X(AddOutcomeElement, ZOVEXA_Outcome *, VEXA_VT_OUTCOME) \
-  X(AddPerfInfoElement, ZOVEXA_PerfInfo *, VEXA_VT_PERF_INFO) \
-  X(AddPolicyInfoElement, ZOVEXA_PolicyInfo *, VEXA_VT_POLICY_INFO) \
-  X(AddPermissionInfoElement, ZOVEXA_PermissionInfo *, VEXA_VT_PERMISSION_INFO) \
-  X(AddProvisioningInfoElement, ZOVEXA_ProvisioningInfo *, VEXA_VT_PROVISIONING_INFO) \
-  X(AddRegistryInfoElement, ZOVEXA_RegistryInfo *, VEXA_VT_REGISTRY_INFO) \
-  X(AddRegistryObjectInfoElement, ZOVEXA_RegistryObjectInfo *, VEXA_VT_REGISTRY_OBJECT_INFO) \
-  X(AddResourceInfoElement, ZOVEXA_ResourceInfo *, VEXA_VT_RESOURCE_INFO) \
-  X(AddTargetInfoElement, ZOVEXA_TargetInfo *, VEXA_VT_TARGET_INFO) \
-  X(AddUserInfoElement, ZOVEXA_UserInfo *, VEXA_VT_USER_INFO) \
-  X(AddWorkItemInfoElement, ZOVEXA_WorkItemInfo *, VEXA_VT_WORK_ITEM_INFO) \
-  X(AddAttributeArrayElement, ZOVEXA_Attribute **, VEXA_VT_ATTRIBUTE_ARRAY) \
-  X(AddAttributePermissionInfoArrayElement, ZOVEXA_AttributePermissionInfo **, VEXA_VT_ATTRIBUTE_PERMISSION_INFO_ARRAY) \
-  X(AddMembershipInfoArrayElement, ZOVEXA_MembershipInfo **, VEXA_VT_MEMBERSHIP_INFO_ARRAY) \
+  X(AddComponentIdElement, ZOVEXA_ComponentId *, VEXA_VT_COMPONENT_ID)                                      \
+  X(AddHTTPURLInfoElement, ZOVEXA_HTTPURLInfo *, VEXA_VT_HTTPURL_INFO)                                      \
+  X(AddMembershipInfoElement, ZOVEXA_MembershipInfo *, VEXA_VT_MEMBERSHIP_INFO)                             \
+  X(AddMgmtInfoElement, ZOVEXA_MgmtInfo *, VEXA_VT_MGMT_INFO)                                               \
+  X(AddMsgDataElement, ZOVEXA_MsgDataElement *, VEXA_VT_MSG_DATA_ELEMENT)                                   \
+  X(AddOutcomeElement, ZOVEXA_Outcome *, VEXA_VT_OUTCOME)                                                   \
+  X(AddPerfInfoElement, ZOVEXA_PerfInfo *, VEXA_VT_PERF_INFO)                                               \
+  X(AddPolicyInfoElement, ZOVEXA_PolicyInfo *, VEXA_VT_POLICY_INFO)                                         \
+  X(AddPermissionInfoElement, ZOVEXA_PermissionInfo *, VEXA_VT_PERMISSION_INFO)                             \
+  X(AddProvisioningInfoElement, ZOVEXA_ProvisioningInfo *, VEXA_VT_PROVISIONING_INFO)                       \
+  X(AddRegistryInfoElement, ZOVEXA_RegistryInfo *, VEXA_VT_REGISTRY_INFO)                                   \
+  X(AddRegistryObjectInfoElement, ZOVEXA_RegistryObjectInfo *, VEXA_VT_REGISTRY_OBJECT_INFO)                \
+  X(AddResourceInfoElement, ZOVEXA_ResourceInfo *, VEXA_VT_RESOURCE_INFO)                                   \
+  X(AddTargetInfoElement, ZOVEXA_TargetInfo *, VEXA_VT_TARGET_INFO)                                         \
+  X(AddUserInfoElement, ZOVEXA_UserInfo *, VEXA_VT_USER_INFO)                                               \
+  X(AddWorkItemInfoElement, ZOVEXA_WorkItemInfo *, VEXA_VT_WORK_ITEM_INFO)                                  \
+  X(AddAttributeArrayElement, ZOVEXA_Attribute **, VEXA_VT_ATTRIBUTE_ARRAY)                                 \
+  X(AddAttributePermissionInfoArrayElement, ZOVEXA_AttributePermissionInfo **,                              \
+    VEXA_VT_ATTRIBUTE_PERMISSION_INFO_ARRAY)                                                                \
+  X(AddMembershipInfoArrayElement, ZOVEXA_MembershipInfo **, VEXA_VT_MEMBERSHIP_INFO_ARRAY)                 \
   X(AddPolicyInfoArrayElement, ZOVEXA_PolicyInfo **, VEXA_VT_POLICY_INFO_ARRAY)
 
 #endif  // ZOVEXA_CAPIS_AUDIT_ELEMENT_H_

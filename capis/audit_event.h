@@ -10,9 +10,9 @@
 
 struct ZOVEXA_AuditEvent_ {
   ZOVEXA_AuditClientContext *context = nullptr;
-  char *eventType = nullptr;               // UTF-8
+  char *eventType = nullptr;  // UTF-8
   struct timeval *defaultTimeStamp = nullptr;
-  ZOelementList elements;                  // top-level elements
+  ZOelementList elements;  // top-level elements
 };
 
 #endif  // ZOVEXA_CAPIS_AUDIT_EVENT_H_

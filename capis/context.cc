@@ -32,7 +32,8 @@ void reportBadValue(const ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *result,
   ZOreport(ctx, result, 7, static_cast<uint32_t>(strlen(text) + 1), 2, kZOproperties[p].name, text);
   // Before the context has its loggers there is nowhere of its own to trace.
   if (ctx != nullptr)
-    ZO_ERROR(ctx, kCreateTag, "ERROR: the value of the %s property is not valid: %s", kZOproperties[p].name, text);
+    ZO_ERROR(ctx, kCreateTag, "ERROR: the value of the %s property is not valid: %s", kZOproperties[p].name,
+             text);
 }
 
 bool setString(ZOpropValue *v, const char *s) {
@@ -114,7 +115,8 @@ bool checkCombination(ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *result) {
   if (ctx->Str(ZOP_traceFilePath) == nullptr) ctx->props[ZOP_traceLevel].i = 0;
   if (ctx->Str(ZOP_errorFilePath) == nullptr) return reportMissing(result, "errorFilePath");
   if (ctx->Int(ZOP_hiWater) > ctx->Int(ZOP_queueSize)) return reportGreater(result, "hiWater", "queueSize");
-  if (ctx->Int(ZOP_hiWater) < ctx->Int(ZOP_transferSize)) return reportGreater(result, "transferSize", "hiWater");
+  if (ctx->Int(ZOP_hiWater) < ctx->Int(ZOP_transferSize))
+    return reportGreater(result, "transferSize", "hiWater");
   if (ctx->Int(ZOP_lowWater) == -1)
     ctx->props[ZOP_lowWater].i = ctx->Int(ZOP_transferSize);
   else if (ctx->Int(ZOP_lowWater) > ctx->Int(ZOP_queueSize))
@@ -222,11 +224,13 @@ void traceProperties(const ZOVEXA_AuditClientContext *ctx, const ZOVEXA_property
   for (const ZOVEXA_property *e = list; e->name != nullptr; ++e) {
     if (strcmp(e->name, "clientPassword") == 0) continue;  // never written anywhere
     if (e->valueType == VEXA_VT_STRING)
-      ZOtraceWrite(ctx, ZO_SRC, kCreateTag, __LINE__, " property name = %s, value = %s, valueType = VEXA_VT_STRING",
-                   e->name, e->value != nullptr ? static_cast<const char *>(e->value) : "(null)");
+      ZOtraceWrite(ctx, ZO_SRC, kCreateTag, __LINE__,
+                   " property name = %s, value = %s, valueType = VEXA_VT_STRING", e->name,
+                   e->value != nullptr ? static_cast<const char *>(e->value) : "(null)");
     else if (e->valueType == VEXA_VT_INTEGER)
-      ZOtraceWrite(ctx, ZO_SRC, kCreateTag, __LINE__, " property name = %s, value = %d, valueType = VEXA_VT_INTEGER",
-                   e->name, e->value != nullptr ? *static_cast<const int32_t *>(e->value) : 0);
+      ZOtraceWrite(ctx, ZO_SRC, kCreateTag, __LINE__,
+                   " property name = %s, value = %d, valueType = VEXA_VT_INTEGER", e->name,
+                   e->value != nullptr ? *static_cast<const int32_t *>(e->value) : 0);
     else
       ZOtraceWrite(ctx, ZO_SRC, kCreateTag, __LINE__, " property name = %s had an invalid valueType of %d",
                    e->name, static_cast<int>(e->valueType));
@@ -364,10 +368,12 @@ extern "C" ZOVEXA_API ZOVEXA_AuditClientContext *ZOVEXA_AuditClientContext_Creat
   ZO_ENTRY(ctx, kCreateTag);
   traceProperties(ctx, propertyList);
   if (badLocale != nullptr)
-    ZO_ERROR(ctx, kCreateTag, "WARNING: the value of the %s property, %s, is invalid, using default error messages.",
+    ZO_ERROR(ctx, kCreateTag,
+             "WARNING: the value of the %s property, %s, is invalid, using default error messages.",
              "errorLocale", badLocale);
   if (badCodeset != nullptr)
-    ZO_ERROR(ctx, kCreateTag, "WARNING: the value of the %s property, %s, is invalid, using default codeset instead.",
+    ZO_ERROR(ctx, kCreateTag,
+             "WARNING: the value of the %s property, %s, is invalid, using default codeset instead.",
              "errorCodeSet", badCodeset);
 
   if (!joinProcess(ctx, result)) return fail();

@@ -31,8 +31,8 @@ struct ZOVEXA_AuditClientContext_ {
   // The live trace level: SetTraceLevel changes it while other threads trace.
   std::atomic<int32_t> traceLevel{0};
 
-  bool tls = false;          // serverURL begins with "https"
-  bool elementUTF8 = false;  // elementCodeSet is exactly "UTF8": no conversion
+  bool tls = false;                  // serverURL begins with "https"
+  bool elementUTF8 = false;          // elementCodeSet is exactly "UTF8": no conversion
   CCgObject *traceLogger = nullptr;  // held reference, or NULL without traceFilePath
   CCgObject *errorLogger = nullptr;  // held reference
   TisLocale *locale = nullptr;
@@ -40,12 +40,12 @@ struct ZOVEXA_AuditClientContext_ {
   TisCodeset *utf8Codeset = nullptr;
   TisCodeset *errorCodeset = nullptr;
   TisCodeset *elementCodeset = nullptr;
-  ZOhashTable locTypes;                 // location-type names
-  ZOcacheInfo *diskCache = nullptr;     // owned by the disk cache
-  ZOsecureEnv *secureEnv = nullptr;     // owned by the transport, TLS contexts only
-  ZOgiidTable *giidTable = nullptr;     // the process-wide table, borrowed
-  bool counted = false;                 // counted in the live-context count
-  bool tisStarted = false;              // holds a reference on the text layer
+  ZOhashTable locTypes;              // location-type names
+  ZOcacheInfo *diskCache = nullptr;  // owned by the disk cache
+  ZOsecureEnv *secureEnv = nullptr;  // owned by the transport, TLS contexts only
+  ZOgiidTable *giidTable = nullptr;  // the process-wide table, borrowed
+  bool counted = false;              // counted in the live-context count
+  bool tisStarted = false;           // holds a reference on the text layer
 
   int32_t Int(ZOpropIndex p) const { return props[p].i; }
   const char *Str(ZOpropIndex p) const { return props[p].s; }
@@ -56,10 +56,10 @@ struct ZOVEXA_AuditClientContext_ {
 // of the XML parser and the SOAP runtime.
 struct ZOcommonBlock {
   std::mutex mutex;
-  int liveContexts = 0;               // guarded by mutex
-  ZOgiidTable *giidTable = nullptr;   // guarded by mutex
-  bool xmlParserUp = false;           // guarded by mutex
-  bool soapRuntimeUp = false;         // guarded by mutex
+  int liveContexts = 0;              // guarded by mutex
+  ZOgiidTable *giidTable = nullptr;  // guarded by mutex
+  bool xmlParserUp = false;          // guarded by mutex
+  bool soapRuntimeUp = false;        // guarded by mutex
 };
 ZOcommonBlock *ZOgetCommonBlock();  // NULL only when it could not be allocated
 

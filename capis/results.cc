@@ -206,8 +206,8 @@ int ZOnullParmHandler1(const ZOVEXA_AuditClientContext *context, ZOVEXA_result *
   return nullParm(context, context, result, srcPath, line, tag, "ERROR: context parameter is NULL", 10);
 }
 
-int ZOnullParmHandler2(const void *handle, const ZOVEXA_AuditClientContext *traceContext, ZOVEXA_result *result,
-                       const char *srcPath, int line, const char *tag) {
+int ZOnullParmHandler2(const void *handle, const ZOVEXA_AuditClientContext *traceContext,
+                       ZOVEXA_result *result, const char *srcPath, int line, const char *tag) {
   return nullParm(handle, traceContext, result, srcPath, line, tag, "ERROR: event parameter is NULL", 12);
 }
 

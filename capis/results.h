@@ -53,7 +53,7 @@ void ZOreportMissing(const ZOVEXA_AuditClientContext *context, ZOVEXA_result *re
 // `traceContext` is the handle's context when it has one). Always 0.
 int ZOnullParmHandler1(const ZOVEXA_AuditClientContext *context, ZOVEXA_result *result, const char *srcPath,
                        int line, const char *tag);
-int ZOnullParmHandler2(const void *handle, const ZOVEXA_AuditClientContext *traceContext, ZOVEXA_result *result,
-                       const char *srcPath, int line, const char *tag);
+int ZOnullParmHandler2(const void *handle, const ZOVEXA_AuditClientContext *traceContext,
+                       ZOVEXA_result *result, const char *srcPath, int line, const char *tag);
 
 #endif  // ZOVEXA_CAPIS_RESULTS_H_

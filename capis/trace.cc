@@ -39,7 +39,7 @@ CCgObject *ZOacquireGlobalErrorLogger() { return acquireGlobal(&g_errorLogger); 
 bool ZOtraceEnabled(const ZOVEXA_AuditClientContext *context, ZOtraceKind kind) {
   if (context == nullptr) return ZOgTraceLogger() != nullptr;
   if (context->traceLogger == nullptr) return false;
-  ZOpropIndex gate = kind == ZO_TL_ENTRY ? ZOP_entryTraceLevel
+  ZOpropIndex gate = kind == ZO_TL_ENTRY  ? ZOP_entryTraceLevel
                      : kind == ZO_TL_FLOW ? ZOP_flowTraceLevel
                                           : ZOP_errorTraceLevel;
   return context->traceLevel.load(std::memory_order_relaxed) >= context->Int(gate);

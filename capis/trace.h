@@ -34,8 +34,8 @@ CCgObject *ZOacquireGlobalErrorLogger();
 void ZOsetGlobalTraceLogger(CCgObject *logger);
 void ZOsetGlobalErrorLogger(CCgObject *logger);
 
-#define ZO_TRACE(ctx, kind, tag, ...)                                           \
-  do {                                                                          \
+#define ZO_TRACE(ctx, kind, tag, ...)                                                             \
+  do {                                                                                            \
     if (ZOtraceEnabled((ctx), (kind))) ZOtraceWrite((ctx), ZO_SRC, (tag), __LINE__, __VA_ARGS__); \
   } while (0)
 #define ZO_ENTRY(ctx, tag) ZO_TRACE(ctx, ZO_TL_ENTRY, tag, "ENTRY")

@@ -34,8 +34,8 @@ ZOhashNode *ZOaddToHashTable(const char *name, uint32_t index, ZOhashNode **tabl
 // The node of `name` (exact byte comparison), or NULL.
 const ZOhashNode *ZOfindInHashTable(const char *name, ZOhashNode *const *table, uint32_t size);
 // 0 when `name` is in the table, -1 when not.
-int ZOcheckHashTableForMatch(const ZOVEXA_AuditClientContext *context, const char *name, ZOhashNode *const *table,
-                             uint32_t size, ZOVEXA_result *result);
+int ZOcheckHashTableForMatch(const ZOVEXA_AuditClientContext *context, const char *name,
+                             ZOhashNode *const *table, uint32_t size, ZOVEXA_result *result);
 int freeHashTable(ZOhashNode **table, uint32_t size);
 
 // The 18 location-type names ("Unknown", "IPV4", ... "Devicename").

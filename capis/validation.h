@@ -14,6 +14,7 @@ int ZOinitEventTable(ZOVEXA_AuditClientContext *context, ZOVEXA_result *result);
 // 0 when the event may be sent; -1 with one message (14, 15, 16, 47 or 1).
 // C linkage so that programs written in C can check events in tests; the
 // shared library does not export it.
-extern "C" int ZOcheckEvent(ZOVEXA_AuditClientContext *context, ZOVEXA_AuditEvent *event, ZOVEXA_result *result);
+extern "C" int ZOcheckEvent(ZOVEXA_AuditClientContext *context, ZOVEXA_AuditEvent *event,
+                            ZOVEXA_result *result);
 
 #endif  // ZOVEXA_CAPIS_VALIDATION_H_

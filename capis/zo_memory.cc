@@ -28,7 +28,9 @@ void *ZOcalloc(size_t count, size_t size) {
   return calloc(count == 0 ? 1 : count, size == 0 ? 1 : size);
 }
 
-void *ZOrealloc(void *ptr, size_t size) { return allocationFails() ? nullptr : realloc(ptr, size == 0 ? 1 : size); }
+void *ZOrealloc(void *ptr, size_t size) {
+  return allocationFails() ? nullptr : realloc(ptr, size == 0 ? 1 : size);
+}
 
 char *ZOstrndup(const char *s, size_t n) {
   if (s == nullptr) return nullptr;

@@ -1,10 +1,9 @@
 #include "cbe/dom_helper.h"
 
+#include <string>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLString.hpp>
-
-#include <string>
 
 #include "capis/results.h"
 #include "capis/trace.h"
