@@ -174,9 +174,9 @@ ZOVEXA_AuditElement *ZOauditElement_Create(ZOVEXA_AuditClientContext *context, c
     free(element);
     return nullptr;
   }
-  // The hash is taken from the name as given; look-ups hash the converted
-  // search name, so the two agree for ASCII names.
-  element->nameHash = ZOhashFunc(name);
+  // The hash is taken from the stored (UTF-8) name, as look-ups hash the
+  // converted search name: non-ASCII names are found in any element codeset.
+  element->nameHash = ZOhashFunc(element->name);
   element->valueType = valueType;
   if (copy) {
     element->value = ZOcopyValue(context, valueType, value, convert, result);
