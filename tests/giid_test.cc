@@ -45,18 +45,21 @@ class OwnTable {
   ZOgiidTable *saved_;
 };
 
-std::string Take(char *id) {
-  std::string s = id != nullptr ? id : "<null>";
-  free(id);
-  return s;
-}
-
+// An id as text ("<null>" when none was made); no message is expected.
 std::string MakeId(ZOVEXA_AuditClientContext *ctx) {
   ZOVEXA_result r{};
-  std::string id = Take(ZOcreateGIIdValue(ctx, &r));
+  char *id = ZOcreateGIIdValue(ctx, &r);
+  std::string text = id != nullptr ? id : "<null>";
+  free(id);
   EXPECT_EQ(r.count, 0);
   ZOVEXA_Result_Clean(&r);
-  return id;
+  return text;
+}
+
+std::string Hex8(unsigned value) {
+  char text[9];
+  std::snprintf(text, sizeof text, "%08X", value);
+  return text;
 }
 
 struct timeval gNow;
@@ -73,6 +76,7 @@ uint64_t failingInterfaces(uint8_t *) { return uuid_addr_not_found; }
 
 class GiidTest : public ::testing::Test {
  protected:
+  void SetUp() override { ASSERT_NE(tc.ctx, nullptr); }
   void TearDown() override {
     uuid_set_clock(nullptr);
     uuid_set_interface_query(nullptr);
@@ -82,61 +86,57 @@ class GiidTest : public ::testing::Test {
   TestContext tc{{StrProp("elementCodeSet", "UTF8")}};
 };
 
-TEST_F(GiidTest, LayoutMatchesTheFormattedUuid) {
-  ASSERT_NE(tc.ctx, nullptr);
+// The prefix, the UUID's fields, the process id and the counter, in
+// upper-case hexadecimal: 53 characters. The counter starts at 1 and rises by
+// one per id.
+TEST_F(GiidTest, LayoutAndCounter) {
   OwnTable own(tc.ctx);
+  EXPECT_STREQ(own.table->processId, Hex8(static_cast<unsigned>(getpid())).c_str());
   gNow = {1700000000, 250000};
   uuid_set_clock(heldClock);
   uuid_set_interface_query(fixedInterfaces);
   uuid_reset_state();
-
+  const std::string id = MakeId(tc.ctx);
   // The first UUID after a reset is the held time plus one step.
   uint64_t t = 0;
   uuid__get_os_time(&t);
   t += 1;
-  char pid[16];
-  std::snprintf(pid, sizeof pid, "%08X", static_cast<unsigned>(getpid()));
-  const std::string id = MakeId(tc.ctx);
-
-  qd_uuid_t u{};
-  uint64_t status = 1;
-  qd_uuid_create(&u, &status);  // same clock sequence and node, time t + 1
-  ASSERT_EQ(status, uuid_s_ok);
   char expected[80];
-  std::snprintf(expected, sizeof expected, "%s%04X%04X%02X%02X%08X%02X%02X%02X%02X%02X%02X%s%08X", "KZT60",
+  std::snprintf(expected, sizeof expected, "KZT60%04X%04X%04X%08X001A2BC4D5E6%s00000001",
                 static_cast<unsigned>(((t >> 48) & 0x0FFF) | 0x1000),
-                static_cast<unsigned>((t >> 32) & 0xFFFF), u.clock_seq_hi_and_reserved, u.clock_seq_low,
-                static_cast<unsigned>(t & 0xFFFFFFFF), 0x00, 0x1A, 0x2B, 0xC4, 0xD5, 0xE6, pid, 1u);
+                static_cast<unsigned>((t >> 32) & 0xFFFF), (uuid_clock_seq() & 0x3FFFu) | 0x8000u,
+                static_cast<unsigned>(t & 0xFFFFFFFF), own.table->processId);
   EXPECT_EQ(id, expected);
   ASSERT_EQ(id.size(), 53u);
-  EXPECT_EQ(id.substr(0, 5), "KZT60");
   for (char c : id.substr(5)) EXPECT_TRUE(std::isdigit(c) || (c >= 'A' && c <= 'F')) << id;
-}
 
-TEST_F(GiidTest, CounterRisesByOneFromOne) {
-  ASSERT_NE(tc.ctx, nullptr);
-  OwnTable own(tc.ctx);
-  std::string previous;
-  for (unsigned n = 1; n <= 20; ++n) {
-    const std::string id = MakeId(tc.ctx);
-    char counter[9];
-    std::snprintf(counter, sizeof counter, "%08X", n);
-    EXPECT_EQ(id.substr(45), counter);
-    EXPECT_NE(id, previous);
-    previous = id;
+  uuid_set_clock(nullptr);
+  std::string previous = id;
+  for (unsigned n = 2; n <= 20; ++n) {
+    const std::string next = MakeId(tc.ctx);
+    EXPECT_EQ(next.substr(45), Hex8(n));
+    EXPECT_NE(next, previous);
+    previous = next;
   }
   EXPECT_EQ(own.table->counter, 20u);
 }
 
 TEST_F(GiidTest, FailuresLeaveNothingBehind) {
-  ASSERT_NE(tc.ctx, nullptr);
   ZOVEXA_result r{};
-
   // No table: trace lines only.
   ZOgiidTable *saved = tc.ctx->giidTable;
   tc.ctx->giidTable = nullptr;
   EXPECT_EQ(ZOcreateGIIdValue(tc.ctx, &r), nullptr);
   EXPECT_EQ(r.count, 0);
+  // Out of memory for the table or its process id: the context keeps none.
+  for (long n = 1; n <= 2; ++n) {
+    ZOsetAllocFailAfter(n);
+    EXPECT_EQ(ZOcreateGIIdTable(tc.ctx, &r), -1) << n;
+    ZOsetAllocFailAfter(0);
+    EXPECT_EQ(OnlyCode(r), 1u) << n;
+    EXPECT_EQ(tc.ctx->giidTable, nullptr);
+    ZOVEXA_Result_Clean(&r);
+  }
   tc.ctx->giidTable = saved;
 
   OwnTable own(tc.ctx);
@@ -146,7 +146,6 @@ TEST_F(GiidTest, FailuresLeaveNothingBehind) {
   ZOsetAllocFailAfter(0);
   EXPECT_EQ(OnlyCode(r), 1u);
   ZOVEXA_Result_Clean(&r);
-
   // No UUID: the counter is not used up.
   uuid_set_interface_query(failingInterfaces);
   uuid_set_address_file("/nonexistent/ieee_802_addr");
@@ -157,25 +156,6 @@ TEST_F(GiidTest, FailuresLeaveNothingBehind) {
   uuid_set_address_file(nullptr);
   uuid_reset_state();
   EXPECT_EQ(MakeId(tc.ctx).substr(45), "00000001");
-}
-
-TEST_F(GiidTest, TableCreationOutOfMemory) {
-  ASSERT_NE(tc.ctx, nullptr);
-  ZOgiidTable *saved = tc.ctx->giidTable;
-  for (long n = 1; n <= 2; ++n) {
-    ZOVEXA_result r{};
-    ZOsetAllocFailAfter(n);
-    EXPECT_EQ(ZOcreateGIIdTable(tc.ctx, &r), -1) << n;
-    ZOsetAllocFailAfter(0);
-    EXPECT_EQ(OnlyCode(r), 1u) << n;
-    EXPECT_EQ(tc.ctx->giidTable, saved);
-    ZOVEXA_Result_Clean(&r);
-  }
-  OwnTable own(tc.ctx);
-  char pid[16];
-  std::snprintf(pid, sizeof pid, "%08X", static_cast<unsigned>(getpid()));
-  EXPECT_STREQ(own.table->processId, pid);
-  EXPECT_EQ(own.table->counter, 0u);
 }
 
 // A clock that moves one microsecond at every tenth reading. Under the
@@ -197,29 +177,19 @@ int steppingClock(struct timeval *tv) {
 // lock keeps two threads from building UUIDs out of the same clock reading
 // and state.
 TEST(GiidConcurrency, UniqueAcrossContextsAndThreads) {
-  constexpr int kThreadsPerContext = 4;
-  constexpr int kIdsPerThread = 20000;
-  TestContext a({StrProp("elementCodeSet", "UTF8")});
-  TestContext b({StrProp("elementCodeSet", "UTF8")});
-  ASSERT_NE(a.ctx, nullptr);
-  ASSERT_NE(b.ctx, nullptr);
-  OwnTable ownA(a.ctx);
-  OwnTable ownB(b.ctx);
+  constexpr size_t kThreads = 8, kIdsPerThread = 20000;
+  TestContext a({StrProp("elementCodeSet", "UTF8")}), b({StrProp("elementCodeSet", "UTF8")});
+  ASSERT_TRUE(a.ctx != nullptr && b.ctx != nullptr);
+  OwnTable ownA(a.ctx), ownB(b.ctx);
   uuid_set_clock(steppingClock);
-
-  std::vector<std::vector<std::string>> made(2 * kThreadsPerContext);
+  std::vector<std::vector<std::string>> made(kThreads);
   std::vector<std::thread> threads;
-  for (int t = 0; t < 2 * kThreadsPerContext; ++t) {
-    ZOVEXA_AuditClientContext *ctx = t % 2 == 0 ? a.ctx : b.ctx;
-    threads.emplace_back([ctx, &ids = made[t]] {
-      ids.reserve(kIdsPerThread);
+  for (size_t t = 0; t < kThreads; ++t) {
+    threads.emplace_back([ctx = t % 2 == 0 ? a.ctx : b.ctx, &ids = made[t]] {
       ZOVEXA_result r{};
-      for (int i = 0; i < kIdsPerThread; ++i) {
-        char *id = ZOcreateGIIdValue(ctx, &r);
-        if (id == nullptr) break;
+      for (char *id = nullptr; ids.size() < kIdsPerThread && (id = ZOcreateGIIdValue(ctx, &r)) != nullptr;
+           free(id))
         ids.emplace_back(id);
-        free(id);
-      }
       ZOVEXA_Result_Clean(&r);
     });
   }
@@ -228,21 +198,18 @@ TEST(GiidConcurrency, UniqueAcrossContextsAndThreads) {
 
   // Both the whole ids and their UUID parts must be unique: the counters of
   // the two tables run through the same values.
-  std::unordered_set<std::string> ids;
-  std::unordered_set<std::string> uuids;
-  size_t total = 0;
+  std::unordered_set<std::string> ids, uuids;
   for (const auto &list : made) {
-    EXPECT_EQ(list.size(), static_cast<size_t>(kIdsPerThread));
-    total += list.size();
+    EXPECT_EQ(list.size(), kIdsPerThread);
     for (const std::string &id : list) {
       ids.insert(id);
       uuids.insert(id.substr(5, 32));
     }
   }
-  EXPECT_EQ(ids.size(), total) << total - ids.size() << " ids repeated";
-  EXPECT_EQ(uuids.size(), total) << total - uuids.size() << " UUIDs repeated";
-  EXPECT_EQ(ownA.table->counter, static_cast<uint32_t>(kThreadsPerContext * kIdsPerThread));
-  EXPECT_EQ(ownB.table->counter, static_cast<uint32_t>(kThreadsPerContext * kIdsPerThread));
+  EXPECT_EQ(ids.size(), kThreads * kIdsPerThread);
+  EXPECT_EQ(uuids.size(), kThreads * kIdsPerThread);
+  EXPECT_EQ(ownA.table->counter, kThreads / 2 * kIdsPerThread);
+  EXPECT_EQ(ownB.table->counter, kThreads / 2 * kIdsPerThread);
 }
 
 }  // namespace

@@ -38,10 +38,6 @@ uint64_t TimeOf(const qd_uuid_t &u) {
 uint16_t ClockSeqOf(const qd_uuid_t &u) {
   return static_cast<uint16_t>(((u.clock_seq_hi_and_reserved & 0x3F) << 8) | u.clock_seq_low);
 }
-uint16_t NextClockSeq(uint16_t seq) {
-  const uint16_t next = (seq + 1) & 0x3FFF;
-  return next == 0 ? 1 : next;
-}
 
 class UuidTest : public ::testing::Test {
  protected:
@@ -98,17 +94,18 @@ TEST_F(UuidTest, HeldClockRaisesTimeByOnePerUuid) {
   EXPECT_EQ(ClockSeqOf(a), ClockSeqOf(b));
   // One microsecond later the adjustment starts again from 0.
   gNow.tv_usec += 1;
-  qd_uuid_t c = Make();
-  EXPECT_EQ(TimeOf(c), t + 10);
-  EXPECT_EQ(ClockSeqOf(c), ClockSeqOf(a));
-}
-
-TEST_F(UuidTest, TimesNeverRepeatWhenManyUuidsShareAMicrosecond) {
-  const uint64_t t = ClockNow();
-  for (int i = 0; i < 25; ++i) Make();  // adjustments 1..25 run past t + 10
+  EXPECT_EQ(TimeOf(Make()), t + 10);
+  // Adjusted times never run into the next microsecond's: after 25 UUIDs
+  // within one, the next one follows the last.
+  for (int i = 0; i < 24; ++i) Make();
   gNow.tv_usec += 1;
   qd_uuid_t next = Make();
-  EXPECT_EQ(TimeOf(next), t + 26);
+  EXPECT_EQ(TimeOf(next), t + 35);
+  EXPECT_EQ(ClockSeqOf(next), ClockSeqOf(a));
+  EXPECT_EQ(next.time_hi_and_version & 0xF000, 0x1000);    // version 1
+  EXPECT_EQ(next.clock_seq_hi_and_reserved & 0xC0, 0x80);  // the variant
+  EXPECT_EQ(std::memcmp(next.node, kTestNode, 6), 0);
+
   // The real clock: far more UUIDs than microseconds, all distinct.
   uuid_set_clock(nullptr);
   std::set<uint64_t> times;
@@ -117,58 +114,41 @@ TEST_F(UuidTest, TimesNeverRepeatWhenManyUuidsShareAMicrosecond) {
 }
 
 TEST_F(UuidTest, ClockGoingBackChangesClockSequence) {
-  qd_uuid_t a = Make();
+  Make();
+  uuid_set_clock_seq(0x3FFE);
   gNow.tv_sec -= 1;
   const uint64_t earlier = ClockNow();
   qd_uuid_t b = Make();
-  EXPECT_EQ(ClockSeqOf(b), NextClockSeq(ClockSeqOf(a)));
+  EXPECT_EQ(ClockSeqOf(b), 0x3FFF);
   EXPECT_EQ(TimeOf(b), earlier);  // no adjustment after a change of sequence
-
   // At the top of the 14 bits the sequence wraps to 1, never to 0.
-  uuid_set_clock_seq(0x3FFF);
   gNow.tv_sec -= 1;
   EXPECT_EQ(ClockSeqOf(Make()), 1);
   EXPECT_EQ(uuid_clock_seq(), 1);
-}
 
-TEST_F(UuidTest, NewClockSequenceStaysWithinFourteenBits) {
-  struct {
-    uint16_t before;
-    uint16_t after;
-  } cases[] = {{5, 6}, {0x3FFE, 0x3FFF}, {0x3FFF, 1}, {0x4005, 6}, {0xFFFF, 1}};
-  for (const auto &c : cases) {
-    uint16_t seq = c.before;
+  // The next sequence stays within 14 bits; a sequence of 0 is first
+  // replaced by a random one.
+  const uint16_t cases[][2] = {{5, 6}, {0x3FFE, 0x3FFF}, {0x3FFF, 1}, {0x4005, 6}, {0xFFFF, 1}};
+  for (const auto &[before, after] : cases) {
+    uint16_t seq = before;
     new_clock_seq(&seq);
-    EXPECT_EQ(seq, c.after) << c.before;
+    EXPECT_EQ(seq, after) << before;
   }
-  // A sequence of 0 is first replaced by a random one.
   for (int i = 0; i < 1000; ++i) {
     uint16_t seq = 0;
     new_clock_seq(&seq);
-    EXPECT_GT(seq, 0);
-    EXPECT_LE(seq, 0x3FFF);
+    EXPECT_TRUE(seq > 0 && seq <= 0x3FFF) << seq;
   }
 }
 
-TEST_F(UuidTest, VersionVariantAndNode) {
-  uuid_set_clock(nullptr);
-  for (int i = 0; i < 100; ++i) {
-    qd_uuid_t u = Make();
-    EXPECT_EQ(u.time_hi_and_version & 0xF000, 0x1000);
-    EXPECT_EQ(u.clock_seq_hi_and_reserved & 0xC0, 0x80);
-    EXPECT_EQ(std::memcmp(u.node, kTestNode, 6), 0);
-  }
-}
-
-TEST_F(UuidTest, RealInterfacesGiveAnAddress) {
+// The node address comes from the interfaces, else from the address file.
+TEST_F(UuidTest, NodeAddress) {
   // Whatever the host has (all zeros with only a loopback interface), the
-  // query must not fail.
+  // real query must not fail.
   uuid_set_interface_query(nullptr);
   uuid_set_address_file("/nonexistent/ieee_802_addr");
   Make();
-}
 
-TEST_F(UuidTest, AddressFileWhenInterfacesFail) {
   testutil::TempDir dir;
   const std::string path = dir.File("ieee_802_addr");
   uuid_set_interface_query(failingInterfaces);
