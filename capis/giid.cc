@@ -3,9 +3,11 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 #include "capis/context.h"
 #include "capis/results.h"
@@ -18,6 +20,16 @@ namespace {
 constexpr size_t kProcessIdSize = 10;
 constexpr size_t kValueSize = 65;
 constexpr const char *kPrefix = "KZT60";
+
+// Counts the fork() calls of the process (seen in the children). Tables
+// compare it with their own to notice that they now live in another process.
+std::atomic<uint32_t> gForkGeneration{0};
+std::once_flag gAtForkOnce;
+void onForkInChild() { gForkGeneration.fetch_add(1, std::memory_order_relaxed); }
+
+void writeProcessId(char *processId) {
+  std::snprintf(processId, kProcessIdSize, "%08X", static_cast<unsigned>(getpid()));
+}
 
 }  // namespace
 
@@ -52,7 +64,9 @@ int ZOcreateGIIdTable(ZOVEXA_AuditClientContext *context, ZOVEXA_result *result)
     ZO_EXIT_RC(context, kTag, -1);
     return -1;
   }
-  std::snprintf(processId, kProcessIdSize, "%08X", static_cast<unsigned>(getpid()));
+  std::call_once(gAtForkOnce, [] { pthread_atfork(nullptr, nullptr, onForkInChild); });
+  table->forkGeneration = gForkGeneration.load(std::memory_order_relaxed);
+  writeProcessId(processId);
   table->processId = processId;
   table->counter = 0;
   ZO_FLOW(context, kTag, "FLOW: process id = %s", processId);
@@ -128,6 +142,13 @@ char *ZOcreateGIIdValue(ZOVEXA_AuditClientContext *context, ZOVEXA_result *resul
     return nullptr;
   }
   const uint32_t counter = ++table->counter;
+  const uint32_t forks = gForkGeneration.load(std::memory_order_relaxed);
+  if (table->forkGeneration != forks) {
+    writeProcessId(table->processId);
+    table->forkGeneration = forks;
+  }
+  char processId[kProcessIdSize];
+  std::memcpy(processId, table->processId, kProcessIdSize);
   pthread_mutex_unlock(&table->mutex);
 
   char *out = putText(value, kPrefix);
@@ -137,7 +158,7 @@ char *ZOcreateGIIdValue(ZOVEXA_AuditClientContext *context, ZOVEXA_result *resul
   out = putHex(out, uuid.clock_seq_low, 2);
   out = putHex(out, uuid.time_low, 8);
   for (uint8_t byte : uuid.node) out = putHex(out, byte, 2);
-  out = putText(out, table->processId);
+  out = putText(out, processId);
   out = putHex(out, counter, 8);
   *out = '\0';
   ZO_FLOW(context, kTag, "FLOW: GIID value = %s", value);

@@ -15,6 +15,9 @@ struct ZOgiidTable {
   pthread_mutex_t mutex;
   uint32_t counter;  // the last value handed out; the first id gets 1
   char *processId;   // "%08X" of the process id, in a 10-byte buffer
+  // The fork count processId was written at: a child process made by fork()
+  // rewrites it before its first id, so parent and child never share ids.
+  uint32_t forkGeneration;
 };
 
 // Length of an id: prefix, 32 digits of UUID, 8 of process id, 8 of counter.

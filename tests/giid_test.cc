@@ -2,6 +2,7 @@
 // failures, and uniqueness when several contexts make ids at once.
 #include "capis/giid.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -119,6 +120,36 @@ TEST_F(GiidTest, LayoutAndCounter) {
     previous = next;
   }
   EXPECT_EQ(own.table->counter, 20u);
+}
+
+// A child made by fork() writes its own process id into its ids, so the
+// counter values it shares with its parent never make the same id twice.
+TEST_F(GiidTest, ChildProcessUsesItsOwnProcessId) {
+  const std::string parentFirst = MakeId(tc.ctx);
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    ZOVEXA_result r{};
+    char *id = ZOcreateGIIdValue(tc.ctx, &r);
+    ssize_t written = id != nullptr ? write(fds[1], id, strlen(id)) : -1;
+    _exit(written == kZOgiidLength ? 0 : 1);
+  }
+  close(fds[1]);
+  char buffer[80] = {};
+  ssize_t n = read(fds[0], buffer, sizeof buffer - 1);
+  close(fds[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_EQ(n, kZOgiidLength);
+  const std::string childId(buffer);
+  const std::string parentNext = MakeId(tc.ctx);
+  EXPECT_EQ(childId.substr(37, 8), Hex8(static_cast<unsigned>(child)));
+  EXPECT_EQ(parentNext.substr(37, 8), Hex8(static_cast<unsigned>(getpid())));
+  EXPECT_EQ(childId.substr(45), parentNext.substr(45));  // the same counter value...
+  EXPECT_NE(childId, parentNext);                          // ...in two different ids
+  EXPECT_NE(parentFirst, parentNext);
 }
 
 TEST_F(GiidTest, FailuresLeaveNothingBehind) {
