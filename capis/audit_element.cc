@@ -425,20 +425,27 @@ ZOVEXA_AuditElement *ZOVEXA_AuditElement_AddStaticElement(ZOVEXA_AuditClientCont
     ZOreportMissing(context, result, ZO_SRC, kTag, __LINE__, "parentElement");
     return nullptr;
   }
+  return ZOattachStaticElement(context, &parent->sub, parent, false, staticElement, result, kTag);
+}
+
+ZOVEXA_AuditElement *ZOattachStaticElement(ZOVEXA_AuditClientContext *context, ZOelementList *list,
+                                           const ZOVEXA_AuditElement *listOwner, bool eventLevel,
+                                           ZOVEXA_AuditElement *staticElement, ZOVEXA_result *result,
+                                           const char *tag) {
   if (staticElement == nullptr) {
-    ZOreportMissing(context, result, ZO_SRC, kTag, __LINE__, "staticElement");
+    ZOreportMissing(context, result, ZO_SRC, tag, __LINE__, "staticElement");
     return nullptr;
   }
   if (!(staticElement->flags & ZO_ELT_STATIC)) {
     ZOreport(context, result, 29, 0, 1, staticElement->name);
-    ZO_ERROR(context, kTag, "ERROR: the element with name %s is not static", staticElement->name);
+    ZO_ERROR(context, tag, "ERROR: the element with name %s is not static", staticElement->name);
     return nullptr;
   }
-  if (ZOattachElement(context, &parent->sub, parent, false, staticElement, result) != 0) return nullptr;
-  ZO_EXIT(context, kTag);
+  if (ZOattachElement(context, list, listOwner, eventLevel, staticElement, result) != 0) return nullptr;
   // Shared on its own from now on: deleting the tree it was marked with
   // must leave it whole.
   staticElement->flags &= ~static_cast<uint32_t>(ZO_ELT_STATIC_INHERITED);
+  ZO_EXIT(context, tag);
   return staticElement;
 }
 

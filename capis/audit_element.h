@@ -59,6 +59,14 @@ ZOVEXA_AuditElement *ZOaddElement(ZOVEXA_AuditClientContext *context, ZOelementL
 int ZOattachElement(ZOVEXA_AuditClientContext *context, ZOelementList *list,
                     const ZOVEXA_AuditElement *listOwner, bool eventLevel, ZOVEXA_AuditElement *child,
                     ZOVEXA_result *result);
+// The shared part of both AddStaticElement calls: refuses a NULL element (9
+// "staticElement") or one without the static mark (29), then attaches it.
+// Once attached it is shared on its own and no longer goes with the tree
+// whose SetStatic marked it. Returns the element, or NULL.
+ZOVEXA_AuditElement *ZOattachStaticElement(ZOVEXA_AuditClientContext *context, ZOelementList *list,
+                                           const ZOVEXA_AuditElement *listOwner, bool eventLevel,
+                                           ZOVEXA_AuditElement *staticElement, ZOVEXA_result *result,
+                                           const char *tag);
 // The element at `path` (dotted, in the element codeset) below `list`, or NULL.
 ZOVEXA_AuditElement *ZOfindElement(ZOVEXA_AuditClientContext *context, const ZOelementList *list,
                                    const char *path, ZOVEXA_result *result);

@@ -162,20 +162,5 @@ ZOVEXA_AuditElement *ZOVEXA_AuditEvent_AddStaticElement(ZOVEXA_AuditEvent *event
                                                         ZOVEXA_result *result) {
   static const char kTag[] = "[VEXA_AuditEvent_AddStaticElement]";
   if (!eventCallOk(event, result, kTag)) return nullptr;
-  ZOVEXA_AuditClientContext *context = event->context;
-  if (staticElement == nullptr) {
-    ZOreportMissing(context, result, ZO_SRC, kTag, __LINE__, "staticElement");
-    return nullptr;
-  }
-  if (!(staticElement->flags & ZO_ELT_STATIC)) {
-    ZOreport(context, result, 29, 0, 1, staticElement->name);
-    ZO_ERROR(context, kTag, "ERROR: the element with name %s is not static", staticElement->name);
-    return nullptr;
-  }
-  if (ZOattachElement(context, &event->elements, nullptr, true, staticElement, result) != 0) return nullptr;
-  ZO_EXIT(context, kTag);
-  // Shared on its own from now on: deleting the tree it was marked with
-  // must leave it whole.
-  staticElement->flags &= ~static_cast<uint32_t>(ZO_ELT_STATIC_INHERITED);
-  return staticElement;
+  return ZOattachStaticElement(event->context, &event->elements, nullptr, true, staticElement, result, kTag);
 }
