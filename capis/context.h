@@ -18,6 +18,7 @@
 struct ZOgiidTable;
 struct ZOcacheInfo;
 struct ZOsecureEnv;
+struct ZOeventQueue;
 
 // One property value: the copied string (string and keyword properties) and
 // the number (integers, and a keyword's position).
@@ -43,6 +44,8 @@ struct ZOVEXA_AuditClientContext_ {
   ZOhashTable locTypes;              // location-type names
   ZOcacheInfo *diskCache = nullptr;  // owned by the disk cache
   ZOsecureEnv *secureEnv = nullptr;  // owned by the transport, TLS contexts only
+  char *secureEnvText = nullptr;     // "0x%x" handle of secureEnv, the stubs' secure argument
+  ZOeventQueue *eventQueue = nullptr;  // the audit client's queue, borrowed; NULL without a client
   ZOgiidTable *giidTable = nullptr;  // the process-wide table, borrowed
   bool counted = false;              // counted in the live-context count
   bool tisStarted = false;           // holds a reference on the text layer
