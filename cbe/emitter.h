@@ -30,4 +30,20 @@ class Emitter : public Stub {
   std::string secure_[8];
 };
 
+// The glue of the message part `CommonBaseEventType`, in the call's
+// function types (cast `part` to CommonBaseEventType *).
+// Writes one "event" element's attributes and content: xsi:nil="true" for a
+// NULL part or a part without text, else the text unescaped. Returns 0.
+int Axis_Serialize_CommonBaseEventType(void *part, SoapSerializer *serializer, bool isArray);
+// Reads the part's `any` from the deserializer; returns its status.
+int Axis_DeSerialize_CommonBaseEventType(void *part, SoapDeSerializer *deserializer);
+// One new zeroed record, or an array of `size` (isArray) into which the
+// `size / 2` records of `existing` are moved (`existing` is then freed).
+// NULL when memory ran out; `existing` is then untouched. Free with
+// Axis_Delete_CommonBaseEventType.
+void *Axis_Create_CommonBaseEventType(void *existing, bool isArray, int size);
+// Releases a record or an array of them; the AnyType texts stay the owner's.
+void Axis_Delete_CommonBaseEventType(void *part, bool isArray, int size);
+int Axis_GetSize_CommonBaseEventType();
+
 #endif  // ZOVEXA_CBE_EMITTER_H_

@@ -5,6 +5,7 @@
 
 #include "capis/results.h"
 #include "capis/trace.h"
+#include "soap/http_transport.h"
 
 #define ZO_SRC "soap/soap_runtime"
 
@@ -28,6 +29,9 @@ int initializeAxis(const ZOVEXA_AuditClientContext *context, ZOVEXA_result *resu
 }
 
 int terminateAxis(const ZOVEXA_AuditClientContext *, ZOVEXA_result *) {
+  // The calling thread's kept-alive connections go before the library they
+  // belong to; other threads' connections close when those threads end.
+  ZOhttpReleaseThreadConnections();
   curl_global_cleanup();
   return 0;
 }

@@ -26,7 +26,12 @@ class Stub {
   // Copies user, password and time-out into the call.
   void applyUserPreferences();
   Call *m_pCall;
-  // Implementation fields are the runtime's own.
+
+ private:
+  // The user preferences, applied to the call by applyUserPreferences.
+  std::string user_, password_;
+  bool hasUser_ = false, hasPassword_ = false;
+  long timeoutSeconds_ = 0;
 };
 
 #endif  // ZOVEXA_SOAP_STUB_H_
