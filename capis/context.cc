@@ -12,6 +12,8 @@
 #include "capis/validation.h"
 #include "capis/zo_memory.h"
 #include "cbe/dom_helper.h"
+#include "cbe/secure_session.h"
+#include "soap/secure_env.h"
 #include "soap/soap_runtime.h"
 
 #define ZO_SRC "capis/context"
@@ -312,6 +314,11 @@ char *getVEXAInstallPath(ZOVEXA_result *result) {
 
 int ZOdeleteContext(ZOVEXA_AuditClientContext *ctx) {
   if (ctx == nullptr) return 0;
+  // Before the runtimes stop: the environment holds TLS library objects.
+  ZOsecureEnvClose(ctx->secureEnv);
+  ctx->secureEnv = nullptr;
+  free(ctx->secureEnvText);
+  ctx->secureEnvText = nullptr;
   leaveProcess(ctx);
   if (ctx->traceLogger != nullptr) CCgReleaseObject(ctx->traceLogger);
   if (ctx->errorLogger != nullptr) CCgReleaseObject(ctx->errorLogger);
@@ -377,6 +384,7 @@ extern "C" ZOVEXA_API ZOVEXA_AuditClientContext *ZOVEXA_AuditClientContext_Creat
              "errorCodeSet", badCodeset);
 
   if (!joinProcess(ctx, result)) return fail();
+  if (ctx->tls && initializeVTLKitEnvironment(ctx, result) != 0) return fail();
   // Only a context that was made becomes the source of the process-wide
   // loggers; a failed one leaves them as they were.
   if (ctx->traceLogger != nullptr) ZOsetGlobalTraceLogger(ctx->traceLogger);

@@ -8,8 +8,10 @@
 
 #include "capis/context.h"
 #include "capis/results.h"
+#include "cbe/secure_session.h"
 #include "gtest/gtest.h"
 #include "tests/capis_test_util.h"
+#include "tests/tls_certs_util.h"
 
 namespace {
 
@@ -144,6 +146,61 @@ TEST(ContextValidation, HttpsNeedsKeyAndStashFiles) {
   EXPECT_EQ(noStash.ctx, nullptr);
   EXPECT_EQ(OnlyCode(noStash.result), 6u);
   EXPECT_NE(Texts(noStash.result)[0].find("'stashFilePath'"), std::string::npos);
+}
+
+TEST(ContextSecure, HttpsContextsOpenTheirKeyStoreOrFail) {
+  const testutil::TlsCerts &certs = testutil::TestTlsCerts();
+  ASSERT_TRUE(certs.ok) << certs.error;
+  const std::string fipsLine = "INFO :: ------VEXA Client Initialized in FIPS MODE------";
+  const std::string nonFipsLine = "INFO :: ------VEXA Client Initialized in non FIPS MODE------";
+  const struct {
+    std::string store, stash, fips;
+    bool opens;
+    std::string step;  // the failing step named in message 19
+  } cases[] = {
+      {certs.pemStore, certs.pemStash, "no", true, ""},
+      {certs.p12Store, certs.p12Stash, "yes", true, ""},
+      {certs.caOnlyStore, certs.caOnlyStash, "yes", true, ""},
+      {certs.pemStore, certs.wrongPasswordStash, "no", false, "function PEM_read_bio_PrivateKey failed"},
+      {certs.p12Store, certs.wrongPasswordStash, "yes", false, "function PKCS12_parse failed"},
+      {certs.p12Store, certs.dir + "/no-such.sth", "no", false, "function read stash file failed"},
+      {certs.garbageStore, certs.pemStash, "no", false, "failed with the following error: "},
+  };
+  int serial = 0;
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.store + " " + c.stash);
+    TestContext tc({StrProp("serverURL", "https://127.0.0.1:9/vexaws/services/Emitter"),
+                    StrProp("keyFilePath", c.store), StrProp("stashFilePath", c.stash),
+                    StrProp("enableFIPS", c.fips),
+                    StrProp("errorLoggerName", "ctxSecure" + std::to_string(++serial))});
+    if (c.opens) {
+      ASSERT_NE(tc.ctx, nullptr) << Texts(tc.result)[0];
+      ASSERT_NE(tc.ctx->secureEnvText, nullptr);
+      EXPECT_EQ(tc.result.count, 0);
+      EXPECT_EQ(std::string(tc.ctx->secureEnvText).find_first_not_of("0123456789abcdef", 2),
+                std::string::npos);
+      EXPECT_EQ(std::string(tc.ctx->secureEnvText).substr(0, 2), "0x");
+      ZOVEXA_result r{};
+      EXPECT_EQ(terminateVTLKitEnvironment(tc.ctx, &r), 0);
+      EXPECT_EQ(tc.ctx->secureEnvText, nullptr);
+      EXPECT_EQ(terminateVTLKitEnvironment(tc.ctx, &r), -1);  // nothing open any more
+      EXPECT_EQ(OnlyCode(r), 19u);
+      ZOVEXA_Result_Clean(&r);
+    } else {
+      EXPECT_EQ(tc.ctx, nullptr);
+      EXPECT_EQ(OnlyCode(tc.result), 19u);
+      EXPECT_EQ(Texts(tc.result)[0].rfind("KZTCC0019E An error occurred during secure communication with the "
+                                          "audit server. The function ",
+                                          0),
+                0u);
+      EXPECT_NE(Texts(tc.result)[0].find(c.step), std::string::npos) << Texts(tc.result)[0];
+    }
+    // The mode line is written whether or not the key store opened.
+    std::string log = ReadFile(tc.dir.File("error.log"));
+    EXPECT_EQ(log.find(fipsLine) != std::string::npos, c.fips == "yes") << log;
+    EXPECT_EQ(log.find(nonFipsLine) != std::string::npos, c.fips == "no") << log;
+  }
+  EXPECT_EQ(ZOgetCommonBlock()->liveContexts, 0);
 }
 
 TEST(ContextValidation, LaterValueOfARepeatedPropertyWins) {
