@@ -7,7 +7,9 @@
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/impl/DOMAttrImpl.hpp>
 #include <xercesc/dom/impl/DOMAttrMapImpl.hpp>
+#include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 #include <xercesc/dom/impl/DOMElementImpl.hpp>
+#include <xercesc/dom/impl/DOMTextImpl.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/SAXException.hpp>
@@ -57,13 +59,73 @@ void terminateXMLParser() {
 namespace {
 
 // Building an event makes about 170 nodes, and each public DOM mutation in
-// Xerces-C 3.2 (appendChild, setAttribute, setValue) runs several cross-class
-// dynamic_casts, which dominate the cost of encoding. Nodes made by the
-// "Core" implementation and its parser are always the library's *Impl
-// classes, so the helpers below reach the same state through the fast
-// operations the library's own parser uses, after checking the conditions
-// those operations assume. Anything else takes the public path.
+// Xerces-C 3.2 (appendChild, setAttribute, setValue, even its own fast
+// append) runs several cross-class dynamic_casts, which dominate the cost of
+// encoding. Nodes made by the "Core" implementation and its parser are always
+// the library's *Impl classes, so the helpers below reach the same state by
+// setting the fields those operations set, after checking what they check.
+// Anything unusual takes the public path.
 xc::DOMElementImpl *impl(xc::DOMElement *element) { return static_cast<xc::DOMElementImpl *>(element); }
+
+// The node record and sibling links of an element or text node; false for
+// other kinds, which the direct append leaves to the library.
+bool nodeParts(xc::DOMNode *node, xc::DOMNodeImpl **record, xc::DOMChildNode **links) {
+  switch (node->getNodeType()) {
+    case xc::DOMNode::ELEMENT_NODE:
+      *record = &static_cast<xc::DOMElementImpl *>(node)->fNode;
+      *links = &static_cast<xc::DOMElementImpl *>(node)->fChild;
+      return true;
+    case xc::DOMNode::TEXT_NODE:
+      *record = &static_cast<xc::DOMTextImpl *>(node)->fNode;
+      *links = &static_cast<xc::DOMTextImpl *>(node)->fChild;
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Appends `child` (new, without a parent, of the parent's document) as the
+// last child of `parent` (an element or attribute, whose child list is
+// `children`), as the library's own append does: the first child's previous
+// link points at the last child. Returns false, changing nothing, when a node
+// involved is of a kind it does not handle.
+bool appendDirect(xc::DOMNode *parent, xc::DOMParentNode &children, xc::DOMNode *child) {
+  xc::DOMNodeImpl *childRecord, *ignored;
+  xc::DOMChildNode *childLinks, *firstLinks = nullptr, *lastLinks = nullptr;
+  if (!nodeParts(child, &childRecord, &childLinks)) return false;
+  xc::DOMNode *first = children.fFirstChild;
+  xc::DOMNode *last = nullptr;
+  if (first != nullptr) {
+    if (!nodeParts(first, &ignored, &firstLinks)) return false;
+    last = firstLinks->previousSibling;
+    if (!nodeParts(last, &ignored, &lastLinks)) return false;
+  }
+  childRecord->fOwnerNode = parent;
+  childRecord->isOwned(true);
+  if (first == nullptr) {
+    children.fFirstChild = child;
+    childRecord->isFirstChild(true);
+    childLinks->previousSibling = child;
+  } else {
+    lastLinks->nextSibling = child;
+    childLinks->previousSibling = last;
+    firstLinks->previousSibling = child;
+  }
+  // Node lists made earlier notice the change through the document's count.
+  static_cast<xc::DOMDocumentImpl *>(children.fOwnerDocument)->changed();
+  return true;
+}
+
+bool appendDirect(xc::DOMElement *parent, xc::DOMNode *child) {
+  return appendDirect(parent, impl(parent)->fParent, child);
+}
+
+// Gives a new attribute its value: a text child, marked specified.
+void setNewAttributeValue(xc::DOMAttrImpl *attr, const XMLCh *value) {
+  xc::DOMNode *text = attr->fParent.fOwnerDocument->createTextNode(value);
+  if (!appendDirect(attr, attr->fParent, text)) attr->fParent.appendChildFast(text);
+  attr->fNode.isSpecified(true);
+}
 
 // True when `child` may be appended to `parent` without the public checks:
 // it has no parent, both belong to one document, and it is not `parent` or
@@ -71,6 +133,8 @@ xc::DOMElementImpl *impl(xc::DOMElement *element) { return static_cast<xc::DOMEl
 bool canAppendFast(xc::DOMElement *parent, xc::DOMElement *child) {
   if (impl(child)->fNode.isOwned()) return false;
   if (impl(child)->fParent.fOwnerDocument != impl(parent)->fParent.fOwnerDocument) return false;
+  if (parent == child) return false;
+  if (impl(child)->fParent.fFirstChild == nullptr) return true;  // a leaf is nobody's ancestor
   for (xc::DOMElement *node = parent;;) {
     if (node == child) return false;
     const xc::DOMNodeImpl &n = impl(node)->fNode;
@@ -88,7 +152,7 @@ void setAttributeFast(xc::DOMElement *element, const XMLCh *name, const XMLCh *v
     return;
   }
   auto *attr = static_cast<xc::DOMAttrImpl *>(e->fParent.fOwnerDocument->createAttribute(name));
-  attr->setValueFast(value);
+  setNewAttributeValue(attr, value);
   e->fAttributes->reserve(4);  // allocates the list of a map that has none yet
   e->fAttributes->setNamedItemFast(attr);
 }
@@ -412,7 +476,7 @@ xc::DOMAttr *createAttribute(const ZOVEXA_AuditClientContext *context, xc::DOMDo
     Utf16Text nameText(name);
     attribute = doc->createAttribute(nameText.get());
     Utf16Text valueText(value);
-    static_cast<xc::DOMAttrImpl *>(attribute)->setValueFast(valueText.get());  // new: no value yet
+    setNewAttributeValue(static_cast<xc::DOMAttrImpl *>(attribute), valueText.get());
     return attribute;
   } catch (...) {
     ReportException(context, result, kCreateAttribute, __LINE__);
@@ -476,10 +540,7 @@ int addElementToElement(const ZOVEXA_AuditClientContext *context, xc::DOMElement
     return -1;
   }
   try {
-    if (canAppendFast(pElement, cElement))
-      impl(pElement)->fParent.appendChildFast(cElement);
-    else
-      pElement->appendChild(cElement);
+    if (!canAppendFast(pElement, cElement) || !appendDirect(pElement, cElement)) pElement->appendChild(cElement);
     return 0;
   } catch (...) {
     ReportException(context, result, kAddElementToElement, __LINE__);
@@ -496,10 +557,8 @@ int setElementData(const ZOVEXA_AuditClientContext *context, xc::DOMDocument *do
   try {
     Utf16Text utf16(data);
     text = doc->createTextNode(utf16.get());
-    if (impl(element)->fParent.fOwnerDocument == doc)
-      impl(element)->fParent.appendChildFast(text);  // a new text node: nothing to check
-    else
-      element->appendChild(text);
+    // A new text node of the element's document: nothing else to check.
+    if (impl(element)->fParent.fOwnerDocument != doc || !appendDirect(element, text)) element->appendChild(text);
     return 0;
   } catch (...) {
     ReportException(context, result, kSetElementData, __LINE__);

@@ -259,6 +259,40 @@ TEST_F(DomTest, MissingArgumentsAndDomFailuresAreReported) {
   deleteDocument(nullptr, other, &r);
 }
 
+// The helpers link new nodes and attribute values themselves; the library's
+// own navigation must see exactly what its public operations would have made.
+TEST_F(DomTest, NodesAddedByTheHelpersAreWhatTheLibraryNavigates) {
+  xc::DOMNodeList *values = doc->getElementsByTagName(Utf16Text("values").get());
+  ASSERT_EQ(values->getLength(), 0u);  // a list made before the appends
+  xc::DOMElement *a = createElement(nullptr, doc, "values", &r);
+  xc::DOMElement *b = createElement(nullptr, doc, "values", &r);
+  ASSERT_EQ(setElementData(nullptr, doc, root, "t1", &r) + addElementToElement(nullptr, root, a, &r) +
+                addElementToElement(nullptr, root, b, &r) + setElementData(nullptr, doc, root, "t2", &r) +
+                setAttribute(nullptr, a, "k", "v1", &r) + setAttribute(nullptr, a, "j", "w", &r) +
+                setAttribute(nullptr, a, "k", "v2", &r),
+            0);
+  EXPECT_EQ(values->getLength(), 2u);
+  std::vector<std::string> forward, backward;
+  for (xc::DOMNode *n = root->getFirstChild(); n != nullptr; n = n->getNextSibling()) {
+    EXPECT_EQ(n->getParentNode(), root);
+    forward.push_back(utf16ToUtf8String(n->getNodeName()));
+  }
+  for (xc::DOMNode *n = root->getLastChild(); n != nullptr; n = n->getPreviousSibling())
+    backward.push_back(utf16ToUtf8String(n->getNodeName()));
+  EXPECT_EQ(forward, (std::vector<std::string>{"#text", "values", "values", "#text"}));
+  EXPECT_EQ(backward, (std::vector<std::string>{"#text", "values", "values", "#text"}));
+  xc::DOMAttr *k = a->getAttributeNode(Utf16Text("k").get());
+  ASSERT_NE(k, nullptr);
+  EXPECT_TRUE(k->getSpecified());
+  EXPECT_EQ(k->getOwnerElement(), a);
+  EXPECT_EQ(Attribute(a, "k"), "v2");  // a second value replaces the first
+  EXPECT_EQ(a->getAttributes()->getLength(), 2u);
+  // An attached element moves through the library's own path.
+  ASSERT_EQ(addElementToElement(nullptr, b, a, &r), 0);
+  EXPECT_EQ(a->getParentNode(), b);
+  EXPECT_EQ(Take(convertToString(nullptr, root, &r)), "<root>t1<values><values j=\"w\" k=\"v2\"/></values>t2</root>");
+}
+
 TEST_F(DomTest, OutOfMemoryForTheTextGivesNull) {
   ASSERT_EQ(setElementData(nullptr, doc, root, "data", &r), 0);
   for (long n : {1, 2}) {  // 2: when a long text outgrows the first buffer
