@@ -98,18 +98,23 @@ bool queueShutDown(ZOeventQueue *queue) {
   return down;
 }
 
-// Waits on `cond` until now + seconds, so that a broadcast (a shut-down)
-// ends the wait early. The deadline keeps the current fraction of a second:
-// one on a whole second would cut the wait short by up to a second. The
-// mutex is released again only when the wait returned normally or timed
-// out; any other result means the wait did not run as asked, and the mutex
-// is left as the wait left it. `*flag` is read before the mutex is released.
+// Waits on `cond` until now + seconds or until `*flag` (a shut-down) is set,
+// whichever comes first. Other broadcasts on the condition (a producer
+// announcing events) do not end the wait, so a retry interval stays an
+// interval while the application keeps sending. The flag is checked under
+// the mutex before the first wait, so a shut-down announced just before is
+// not missed. The deadline keeps the current fraction of a second: one on a
+// whole second would cut the wait short by up to a second. The mutex is
+// released again only when the wait returned normally or timed out; any
+// other result means the wait did not run as asked, and the mutex is left as
+// the wait left it. `*flag` is read before the mutex is released.
 int timedWait(pthread_mutex_t *mutex, pthread_cond_t *cond, int seconds, const int32_t *flag, bool *flagSet) {
   struct timespec deadline;
   clock_gettime(CLOCK_REALTIME, &deadline);
   deadline.tv_sec += seconds;
   pthread_mutex_lock(mutex);
-  int rc = pthread_cond_timedwait(cond, mutex, &deadline);
+  int rc = 0;
+  while (*flag == 0 && rc == 0) rc = pthread_cond_timedwait(cond, mutex, &deadline);
   *flagSet = *flag != 0;
   if (rc == 0 || rc == ETIMEDOUT) pthread_mutex_unlock(mutex);
   return rc;
@@ -342,28 +347,33 @@ int sendEvent(const ZOVEXA_AuditClientContext *ctx, CommonBaseEventType_ArrayTag
       return -1;
     }
 
-    ZO_FLOW(ctx, tag, "FLOW: Waiting for %d seconds before resending the events", retryInterval);
+    // After the last retry with a cache the batch goes to the cache at once:
+    // a wait there would only delay it.
+    bool anotherAttempt = count <= numberRetries || cache == nullptr;
     bool down = false;
-    if (queue != nullptr) {
-      timedWait(&queue->lock, &queue->eventsAvailable, retryInterval, &queue->shutDown, &down);
-      if (down) {
-        ZO_FLOW(ctx, tag, "FLOW: received shutDown indication in eventQueue");
-        return queueShutDownExit(ctx, batch, cacheEvents, false, result);
+    if (anotherAttempt) {
+      ZO_FLOW(ctx, tag, "FLOW: Waiting for %d seconds before resending the events", retryInterval);
+      if (queue != nullptr) {
+        timedWait(&queue->lock, &queue->eventsAvailable, retryInterval, &queue->shutDown, &down);
+        if (down) {
+          ZO_FLOW(ctx, tag, "FLOW: received shutDown indication in eventQueue");
+          return queueShutDownExit(ctx, batch, cacheEvents, false, result);
+        }
+      } else if (cache != nullptr) {
+        ZO_FLOW(ctx, tag, "FLOW: cacheInfo->mutex LOCKED");
+        int rc = timedWait(&cache->mutex, &cache->cond, retryInterval, &cache->shutDown, &down);
+        if (rc == 0 || rc == ETIMEDOUT)
+          ZO_FLOW(ctx, tag, "FLOW: cacheInfo->mutex UNLOCKED");
+        else
+          ZO_FLOW(ctx, tag, "FLOW: pthread_cond_timedwait returned %d", rc);
+        if (down) {
+          ZO_FLOW(ctx, tag, "FLOW: received shutDown indication in cacheInfo control struct");
+          return -1;
+        }
+      } else {
+        // Neither a queue nor a cache to wake this thread: a plain sleep.
+        sleepSeconds(retryInterval);
       }
-    } else if (cache != nullptr) {
-      ZO_FLOW(ctx, tag, "FLOW: cacheInfo->mutex LOCKED");
-      int rc = timedWait(&cache->mutex, &cache->cond, retryInterval, &cache->shutDown, &down);
-      if (rc == 0 || rc == ETIMEDOUT)
-        ZO_FLOW(ctx, tag, "FLOW: cacheInfo->mutex UNLOCKED");
-      else
-        ZO_FLOW(ctx, tag, "FLOW: pthread_cond_timedwait returned %d", rc);
-      if (down) {
-        ZO_FLOW(ctx, tag, "FLOW: received shutDown indication in cacheInfo control struct");
-        return -1;
-      }
-    } else {
-      // Neither a queue nor a cache to wake this thread: a plain sleep.
-      sleepSeconds(retryInterval);
     }
 
     if (count <= numberRetries) continue;
@@ -409,8 +419,7 @@ int sendMsg(const ZOVEXA_AuditClientContext *ctx, int length, const char *dataBu
     copy.assign(dataBuff, static_cast<size_t>(length));
     text = copy.c_str();
   }
-  CommonBaseEventType_ArrayTag *batch =
-      text != nullptr ? vexaStringToCommonBaseEvents(ctx, text, result) : nullptr;
+  CommonBaseEventType_ArrayTag *batch = vexaStringToCommonBaseEvents(ctx, text, result);
   if (batch == nullptr) {
     ZO_ERROR(ctx, tag, "ERROR  Failed to deserialize %s", "dataBuff");
     ZOreport(ctx, result, 49, 0, 1, "dataBuff");

@@ -3,6 +3,8 @@
 #include <curl/curl.h>
 #include <openssl/ssl.h>
 
+#include <mutex>
+
 #include "capis/results.h"
 #include "capis/trace.h"
 #include "soap/http_transport.h"
@@ -10,15 +12,19 @@
 #define ZO_SRC "soap/soap_runtime"
 
 int initializeAxis(const ZOVEXA_AuditClientContext *context, ZOVEXA_result *result) {
-  // OpenSSL initialises itself once per process and cannot be restarted, so
-  // only libcurl is started and stopped with the first and last context.
+  // OpenSSL and libcurl start once per process and are never stopped:
+  // OpenSSL cannot be restarted, and threads of a deleted client (or of the
+  // application) may still be closing connections when the last context
+  // goes, which a global libcurl clean-up would pull the ground from under.
   if (OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS | OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) != 1) {
     ZO_ERROR(context, "[initializeAxis]", "ERROR The function norsec_initialize() failed. Error status is %d",
              1);
     ZOreport(context, result, 62, 0, 2, "norsec_initialize()", "OpenSSL could not be initialised");
     return -1;
   }
-  CURLcode rc = curl_global_init(CURL_GLOBAL_DEFAULT);
+  static std::once_flag once;
+  static CURLcode rc = CURLE_OK;
+  std::call_once(once, [] { rc = curl_global_init(CURL_GLOBAL_DEFAULT); });
   if (rc != CURLE_OK) {
     ZO_ERROR(context, "[initializeAxis]", "ERROR: the HTTP runtime failed to start: %s",
              curl_easy_strerror(rc));
@@ -29,9 +35,8 @@ int initializeAxis(const ZOVEXA_AuditClientContext *context, ZOVEXA_result *resu
 }
 
 int terminateAxis(const ZOVEXA_AuditClientContext *, ZOVEXA_result *) {
-  // The calling thread's kept-alive connections go before the library they
-  // belong to; other threads' connections close when those threads end.
+  // The calling thread's kept-alive connections close now; other threads'
+  // close when those threads end.
   ZOhttpReleaseThreadConnections();
-  curl_global_cleanup();
   return 0;
 }

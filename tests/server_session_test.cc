@@ -97,8 +97,12 @@ class Client {
     ZOhttpReleaseThreadConnections();  // idle keep-alive connections would hold up the server's stop
   }
   ZOVEXA_AuditClientContext *ctx() const { return tc_->ctx; }
-  bool Traced(const std::string &line) const {
-    return ReadFile(trace_.File("t")).find(line) != std::string::npos;
+  bool Traced(const std::string &line) const { return Count(line) > 0; }
+  int Count(const std::string &line) const {
+    std::string all = ReadFile(trace_.File("t"));
+    int n = 0;
+    for (size_t at = all.find(line); at != std::string::npos; at = all.find(line, at + 1)) ++n;
+    return n;
   }
   Codes_ Codes() const { return ::Codes(r); }
   // Some entry is message `code` and holds `word`.
@@ -235,6 +239,7 @@ TEST(SessionRetry, AfterTheLastRetryTheServerIsMarkedDown) {
     auto start = Clock::now();
     EXPECT_EQ(sendEvent(client.ctx(), batch.tag, cacheEvents, &client.r), -1);
     EXPECT_GE(Clock::now() - start, std::chrono::seconds(2));  // waits between the attempts
+    EXPECT_EQ(client.Count("FLOW: Waiting for 1 seconds"), 2);  // none after the last attempt
     EXPECT_EQ(srv.Stat("requests"), 3);
     EXPECT_EQ(d.cache.serverDown, 1);
     // With cacheEvents the batch goes to the cache layer, which this build lacks (48).
@@ -248,6 +253,34 @@ TEST(SessionRetry, AfterTheLastRetryTheServerIsMarkedDown) {
     EXPECT_TRUE(client.Codes() == Codes_{48} && client.Said(48, "/var/cache/vexa"));
     EXPECT_EQ(srv.Stat("requests"), 3);
   }
+}
+
+// Producers announce events on the condition a retry waits on; only a
+// shut-down may end the wait early.
+TEST(SessionRetry, EventsArrivingDuringAWaitDoNotShortenIt) {
+  AuditServer srv;
+  ASSERT_TRUE(srv.ok() && srv.SetMode("status503=1")) << srv.error();
+  Client client(srv.Url(), {IntProp("numberRetries", 1)});
+  Delivery d;
+  client.ctx()->diskCache = &d.cache;
+  client.ctx()->eventQueue = &d.queue;
+  std::atomic<bool> done{false};
+  std::thread producer([&] {
+    while (!done) {
+      pthread_mutex_lock(&d.queue.lock);
+      pthread_cond_broadcast(&d.queue.eventsAvailable);
+      pthread_mutex_unlock(&d.queue.lock);
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+  });
+  Batch batch({Cbe("w1")});
+  auto start = Clock::now();
+  EXPECT_EQ(sendEvent(client.ctx(), batch.tag, 0, &client.r), -1);
+  done = true;
+  producer.join();
+  EXPECT_GE(Clock::now() - start, std::chrono::seconds(1));
+  EXPECT_EQ(srv.Stat("requests"), 2);
+  EXPECT_EQ(d.cache.serverDown, 1);
 }
 
 TEST(SessionRetry, WithoutACacheTheBatchIsRetriedUntilSent) {
@@ -280,7 +313,7 @@ TEST(SessionRetry, ShutDownEndsTheRetriesAtOnce) {
       {true, false, true, "FLOW: received shutDown indication in cacheInfo control struct"},
   };
   for (const auto &c : cases) {
-    Client client(dead, {IntProp("retryInterval", 60)});
+    Client client(dead, {IntProp("retryInterval", 60), IntProp("numberRetries", 1)});
     Delivery d;
     if (c.queue) client.ctx()->eventQueue = &d.queue;
     if (c.cache) client.ctx()->diskCache = &d.cache;
@@ -307,6 +340,9 @@ TEST(SessionCache, CachedTextIsSentOrDroppedAndAlwaysCachingNeverSends) {
   const char *corrupt = "<CommonBaseEvent version=\"1.0";
   EXPECT_EQ(sendMsg(client.ctx(), static_cast<int>(strlen(corrupt)), corrupt, &client.r), 0);
   EXPECT_TRUE(client.Said(49, "dataBuff")) << client.All();
+  ZOVEXA_Result_Clean(&client.r);
+  EXPECT_EQ(sendMsg(client.ctx(), 0, nullptr, &client.r), 0);
+  EXPECT_EQ(client.Codes(), (Codes_{9, 49}));  // the reader names the missing buffer first
   ZOVEXA_Result_Clean(&client.r);
 
   Batch batch({Cbe("c1"), Cbe("c2")});
