@@ -223,7 +223,10 @@ class CurlTransport : public HttpTransport {
       std::string message = curl_easy_strerror(rc);
       if (error[0] != '\0') message += std::string(": ") + error;
       message += " (" + request.url + ")";
-      if (tCertificateMissing) {
+      // A refused client identity shows as a failed handshake or as a
+      // connection the server drops; a time-out has another cause.
+      bool refusedIdentity = rc != CURLE_OPERATION_TIMEDOUT && rc != CURLE_COULDNT_CONNECT;
+      if (tCertificateMissing && refusedIdentity) {
         throw AxisException(kAxisTlsFailed, message +
                                                 ": the server asked for a client certificate and the "
                                                 "secure environment has none");
