@@ -23,8 +23,9 @@ namespace {
 
 constexpr size_t kNumberBufferSize = 1024;
 constexpr size_t kDateBufferSize = 1024;
-// "%f" of the fraction: "0.250000" and its NUL, with one byte to spare.
-constexpr size_t kFractionBufferSize = 10;
+// "%f" of the fraction: "0.250000" and its NUL for every microsecond value
+// of a second; larger, so that an out-of-range value still keeps six digits.
+constexpr size_t kFractionBufferSize = 32;
 constexpr char kExtensionPrefix[] = "ORV_KZT_";
 
 // Writes the fraction digits of "%f" output (after the locale's decimal

@@ -19,6 +19,7 @@
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLString.hpp>
+#include <xercesc/util/XercesVersion.hpp>
 
 #include "capis/results.h"
 #include "capis/trace.h"
@@ -65,6 +66,11 @@ namespace {
 // the library's *Impl classes, so the helpers below reach the same state by
 // setting the fields those operations set, after checking what they check.
 // Anything unusual takes the public path.
+// The fields used are those of the 3.2 series, whose shared library (soname
+// libxerces-c-3.2) keeps one layout; another series must be looked at again.
+static_assert(XERCES_VERSION_MAJOR == 3 && XERCES_VERSION_MINOR == 2,
+              "the DOM helpers' direct linking is written for Xerces-C 3.2");
+
 xc::DOMElementImpl *impl(xc::DOMElement *element) { return static_cast<xc::DOMElementImpl *>(element); }
 
 // The node record and sibling links of an element or text node; false for
@@ -131,7 +137,7 @@ void setNewAttributeValue(xc::DOMAttrImpl *attr, const XMLCh *value) {
 // it has no parent, both belong to one document, and it is not `parent` or
 // an ancestor of it (which would make a cycle).
 bool canAppendFast(xc::DOMElement *parent, xc::DOMElement *child) {
-  if (impl(child)->fNode.isOwned()) return false;
+  if (impl(child)->fNode.isOwned() || impl(parent)->fNode.isReadOnly()) return false;
   if (impl(child)->fParent.fOwnerDocument != impl(parent)->fParent.fOwnerDocument) return false;
   if (parent == child) return false;
   if (impl(child)->fParent.fFirstChild == nullptr) return true;  // a leaf is nobody's ancestor
@@ -147,7 +153,7 @@ bool canAppendFast(xc::DOMElement *parent, xc::DOMElement *child) {
 // Sets attribute name = value on a new or existing attribute of `element`.
 void setAttributeFast(xc::DOMElement *element, const XMLCh *name, const XMLCh *value) {
   xc::DOMElementImpl *e = impl(element);
-  if (e->fAttributes == nullptr || e->fAttributes->getNamedItem(name) != nullptr) {
+  if (e->fAttributes == nullptr || e->fNode.isReadOnly() || e->fAttributes->getNamedItem(name) != nullptr) {
     element->setAttribute(name, value);  // replacing a value: the public path
     return;
   }
@@ -558,7 +564,9 @@ int setElementData(const ZOVEXA_AuditClientContext *context, xc::DOMDocument *do
     Utf16Text utf16(data);
     text = doc->createTextNode(utf16.get());
     // A new text node of the element's document: nothing else to check.
-    if (impl(element)->fParent.fOwnerDocument != doc || !appendDirect(element, text)) element->appendChild(text);
+    if (impl(element)->fParent.fOwnerDocument != doc || impl(element)->fNode.isReadOnly() ||
+        !appendDirect(element, text))
+      element->appendChild(text);
     return 0;
   } catch (...) {
     ReportException(context, result, kSetElementData, __LINE__);

@@ -143,7 +143,7 @@ TEST_F(BuilderTest, BaseElementsGoToTheRootInTheOrderOfTheEvent) {
   ASSERT_TRUE(Add("auditMsg", "hello") && Add("first", "1") && Add("globalInstanceId", "gid"));
   ASSERT_NE(ZOVEXA_AuditEvent_AddComponentIdElement(event, "sourceComponentId", &id, 1, &r), nullptr);
   ASSERT_NE(ZOVEXA_AuditEvent_AddMsgDataElement(event, "auditMsgElement", &msg, 1, &r), nullptr);
-  // Not base elements: another type, or a name compared case-sensitively.
+  // Not base elements: another name, another type, a name compared case-sensitively.
   ASSERT_NE(ZOVEXA_AuditEvent_AddLongElement(event, "auditMsg2", 1, &r), nullptr);
   ASSERT_TRUE(Add("sequenceNumber", "9") && AddDate("Timestamp", kSec, 0));
   ASSERT_NE(ZOVEXA_AuditEvent_AddComponentIdElement(event, "componentId", &id, 1, &r), nullptr);
@@ -168,6 +168,14 @@ TEST_F(BuilderTest, BaseElementsGoToTheRootInTheOrderOfTheEvent) {
                              Data("auditMsg2", "long", "1"), Data("sequenceNumber", "string", "9"),
                              Data("Timestamp", "dateTime", "2009-03-05T14:07:31Z"),
                              Data("componentId", "string", "VEXAComplexType:VEXAAuditComponentID", idKids)}));
+}
+
+TEST_F(BuilderTest, BaseNamesWithAnotherTypeAreDataElements) {
+  ASSERT_NE(ZOVEXA_AuditEvent_AddLongElement(event, "auditMsg", 7, &r), nullptr);
+  ASSERT_NE(ZOVEXA_AuditEvent_AddIntegerElement(event, "globalInstanceId", 8, &r), nullptr);
+  ASSERT_TRUE(Add("timestamp", "not a time value"));
+  EXPECT_EQ(Encoded(), Root({}, {Data("auditMsg", "long", "7"), Data("globalInstanceId", "int", "8"),
+                                 Data("timestamp", "string", "not a time value")}));
 }
 
 TEST_F(BuilderTest, SubElementsNestAndBaseOnesAmongThemReachTheRoot) {
