@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "capis/audit_element.h"
 #include "capis/cache_info.h"
 #include "capis/context.h"
 #include "capis/event_queue.h"
@@ -195,6 +196,33 @@ TEST(SessionSend, BuildAndProcEventDeliversOneBatchOfEveryEvent) {
   EXPECT_EQ(srv.Stat("requests"), 1);
   events.pop_back();
   ZOVEXA_Result_Clean(&client.r);  // public calls empty the record without freeing it
+  for (ZOVEXA_AuditEvent *e : events) ZOVEXA_AuditEvent_Delete(e, &client.r);
+}
+
+// A conversion failure leaves its entry empty and lowers the count, so the
+// batch ends with the empty entry (refused by the server as invalid) and the
+// last converted event lies beyond the count: it is not sent.
+TEST(SessionSend, AFailedConversionLeavesAnEmptyEntryInItsPlace) {
+  AuditServer srv;
+  ASSERT_TRUE(srv.ok()) << srv.error();
+  Client client(srv.Url());
+  std::vector<ZOVEXA_AuditEvent *> events;
+  for (const char *giid : {"f1", "f2", "f3"}) {
+    events.push_back(ZOVEXA_AuditEvent_Create(client.ctx(), "AUDIT_AUTHN", &client.r));
+    ZOVEXA_AuditEvent_AddStringElement(events.back(), "globalInstanceId", giid, 1, &client.r);
+  }
+  // An element whose type the encoder does not know fails the event (14).
+  ZOVEXA_AuditElement *odd = ZOVEXA_AuditEvent_AddIntegerElement(events[1], "odd", 1, &client.r);
+  ASSERT_NE(odd, nullptr);
+  odd->valueType = 27;
+  events.push_back(nullptr);
+  EXPECT_EQ(buildAndProcEvent(client.ctx(), events.data(), &client.r), kZOsentWithDiscards);
+  odd->valueType = VEXA_VT_INTEGER;
+  EXPECT_EQ(client.Codes(), (Codes_{14, 25, 37})) << client.All();
+  EXPECT_EQ(srv.StoredGiids(), Strings{"f1"});
+  EXPECT_EQ(srv.Stat("requests"), 2);  // the batch of two, then event 1 alone
+  events.pop_back();
+  ZOVEXA_Result_Clean(&client.r);
   for (ZOVEXA_AuditEvent *e : events) ZOVEXA_AuditEvent_Delete(e, &client.r);
 }
 
