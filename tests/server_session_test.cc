@@ -137,36 +137,63 @@ std::string DeadUrl() {
   return gone.Url();
 }
 
+// The two transports the session runs over: plain HTTP, and HTTPS with a
+// server certificate from the test CA and a client store trusting it.
+struct Scheme {
+  bool tls;
+  std::vector<std::string> ServerArgs(std::vector<std::string> args = {}) const {
+    if (tls) {
+      const testutil::TlsCerts &certs = testutil::TestTlsCerts();
+      args.insert(args.end(), {"--cert", certs.serverCert, "--key", certs.serverKey});
+    }
+    return args;
+  }
+  std::vector<TestProp> ClientProps(std::vector<TestProp> props = {}) const {
+    if (tls) {
+      const testutil::TlsCerts &certs = testutil::TestTlsCerts();
+      props.push_back(StrProp("keyFilePath", certs.caOnlyStore));
+      props.push_back(StrProp("stashFilePath", certs.caOnlyStash));
+    }
+    return props;
+  }
+};
+const Scheme kSchemes[] = {{false}, {true}};
+
 TEST(SessionProbe, CheckServiceTellsReachableUnauthorisedAndDown) {
   TempDir dir;
   WriteFile(dir.File("users"), "writer:pw1:writer\nreader:pw2:reader\n");
-  AuditServer plain, faulty, guarded({"--users", dir.File("users")});
-  ASSERT_TRUE(plain.ok() && faulty.ok() && guarded.ok())
-      << plain.error() << faulty.error() << guarded.error();
-  ASSERT_TRUE(faulty.SetMode("server_fault=1"));
-  const struct {
-    std::string url, user, password;
-    int rc;
-    std::string word20;  // a word of message 20, "" when nothing is reported
-  } cases[] = {
-      {plain.Url(), "", "", 0, ""},
-      {faulty.Url(), "", "", 0, ""},  // any answer means the server is there
-      {guarded.Url(), "writer", "pw1", 0, ""},
-      {guarded.Url(), "reader", "pw2", kZOnotAuthorized, ""},
-      {guarded.Url(), "writer", "wrong", -1, "401"},
-      {DeadUrl(), "", "", -1, "checkService"},
-  };
-  for (const auto &c : cases) {
-    std::vector<TestProp> extra;
-    if (!c.user.empty()) extra = {StrProp("clientUserName", c.user), StrProp("clientPassword", c.password)};
-    Client client(c.url, extra);
-    ASSERT_NE(client.ctx(), nullptr) << client.All();
-    EXPECT_EQ(checkService(client.ctx(), &client.r), c.rc) << c.url << " " << c.user;
-    EXPECT_EQ(client.Codes(), c.word20.empty() ? Codes_{} : Codes_{20}) << client.All();
-    EXPECT_TRUE(c.word20.empty() ? client.Traced("The service " + c.url + " is available...")
-                                 : client.Said(20, c.word20));
+  for (const Scheme &scheme : kSchemes) {
+    SCOPED_TRACE(scheme.tls ? "https" : "http");
+    ASSERT_TRUE(testutil::TestTlsCerts().ok);
+    AuditServer plain(scheme.ServerArgs()), faulty(scheme.ServerArgs()),
+        guarded(scheme.ServerArgs({"--users", dir.File("users")}));
+    ASSERT_TRUE(plain.ok() && faulty.ok() && guarded.ok())
+        << plain.error() << faulty.error() << guarded.error();
+    ASSERT_TRUE(faulty.SetMode("server_fault=1"));
+    const struct {
+      std::string url, user, password;
+      int rc;
+      std::string word20;  // a word of message 20, "" when nothing is reported
+    } cases[] = {
+        {plain.Url(), "", "", 0, ""},
+        {faulty.Url(), "", "", 0, ""},  // any answer means the server is there
+        {guarded.Url(), "writer", "pw1", 0, ""},
+        {guarded.Url(), "reader", "pw2", kZOnotAuthorized, ""},
+        {guarded.Url(), "writer", "wrong", -1, "401"},
+        {DeadUrl(), "", "", -1, "checkService"},
+    };
+    for (const auto &c : cases) {
+      std::vector<TestProp> extra;
+      if (!c.user.empty()) extra = {StrProp("clientUserName", c.user), StrProp("clientPassword", c.password)};
+      Client client(c.url, scheme.ClientProps(extra));
+      ASSERT_NE(client.ctx(), nullptr) << client.All();
+      EXPECT_EQ(checkService(client.ctx(), &client.r), c.rc) << c.url << " " << c.user;
+      EXPECT_EQ(client.Codes(), c.word20.empty() ? Codes_{} : Codes_{20}) << client.All();
+      EXPECT_TRUE(c.word20.empty() ? client.Traced("The service " + c.url + " is available...")
+                                   : client.Said(20, c.word20));
+    }
+    EXPECT_EQ(plain.StoredCount(), 0);  // the probe is never stored
   }
-  EXPECT_EQ(plain.StoredCount(), 0);  // the probe is never stored
 }
 
 TEST(SessionSend, BuildAndProcEventDeliversOneBatchOfEveryEvent) {
@@ -240,19 +267,23 @@ TEST(SessionSend, InvalidEventsAreDroppedAndTheOthersResentAlone) {
       {"reject_nth=2 client_fault_no_detail=1", 3, 0, {"g1", "g2", "g3"}, 4, 0},
       {"empty_200=1", 2, 0, {}, 1, 0},  // an empty answer counts as delivered
   };
-  for (const auto &c : cases) {
-    AuditServer srv;
-    ASSERT_TRUE(srv.ok() && srv.SetMode(c.mode)) << srv.error();
-    Client client(srv.Url());
-    Strings texts;
-    for (int i = 1; i <= c.events; ++i) texts.push_back(Cbe("g" + std::to_string(i)));
-    Batch batch(texts);
-    EXPECT_EQ(sendEvent(client.ctx(), batch.tag, 1, &client.r), c.rc) << c.mode;
-    EXPECT_EQ(Sorted(srv.StoredGiids()), c.stored) << c.mode;
-    EXPECT_EQ(srv.Stat("requests"), c.requests) << c.mode;
-    EXPECT_EQ(client.Codes(), c.mode.find("reject") == 0 ? Codes_{37} : Codes_{}) << c.mode;
-    EXPECT_EQ(client.Traced("ERROR: sendEvent discarded event"), c.discarded != 0) << c.mode;
-    EXPECT_EQ(client.Traced("discarded event " + std::to_string(c.discarded) + " because"), c.discarded != 0);
+  for (const Scheme &scheme : kSchemes) {
+    SCOPED_TRACE(scheme.tls ? "https" : "http");
+    for (const auto &c : cases) {
+      AuditServer srv(scheme.ServerArgs());
+      ASSERT_TRUE(srv.ok() && srv.SetMode(c.mode)) << srv.error();
+      Client client(srv.Url(), scheme.ClientProps());
+      Strings texts;
+      for (int i = 1; i <= c.events; ++i) texts.push_back(Cbe("g" + std::to_string(i)));
+      Batch batch(texts);
+      EXPECT_EQ(sendEvent(client.ctx(), batch.tag, 1, &client.r), c.rc) << c.mode;
+      EXPECT_EQ(Sorted(srv.StoredGiids()), c.stored) << c.mode;
+      EXPECT_EQ(srv.Stat("requests"), c.requests) << c.mode;
+      EXPECT_EQ(client.Codes(), c.mode.find("reject") == 0 ? Codes_{37} : Codes_{}) << c.mode;
+      EXPECT_EQ(client.Traced("ERROR: sendEvent discarded event"), c.discarded != 0) << c.mode;
+      EXPECT_EQ(client.Traced("discarded event " + std::to_string(c.discarded) + " because"),
+                c.discarded != 0);
+    }
   }
 }
 
@@ -266,7 +297,7 @@ TEST(SessionRetry, AfterTheLastRetryTheServerIsMarkedDown) {
     Batch batch({Cbe("r1")});
     auto start = Clock::now();
     EXPECT_EQ(sendEvent(client.ctx(), batch.tag, cacheEvents, &client.r), -1);
-    EXPECT_GE(Clock::now() - start, std::chrono::seconds(2));  // waits between the attempts
+    EXPECT_GE(Clock::now() - start, std::chrono::seconds(2));   // waits between the attempts
     EXPECT_EQ(client.Count("FLOW: Waiting for 1 seconds"), 2);  // none after the last attempt
     EXPECT_EQ(srv.Stat("requests"), 3);
     EXPECT_EQ(d.cache.serverDown, 1);
