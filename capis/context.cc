@@ -13,6 +13,7 @@
 #include "capis/zo_memory.h"
 #include "cbe/dom_helper.h"
 #include "cbe/secure_session.h"
+#include "soap/http_transport.h"
 #include "soap/secure_env.h"
 #include "soap/soap_runtime.h"
 
@@ -315,6 +316,10 @@ char *getVEXAInstallPath(ZOVEXA_result *result) {
 int ZOdeleteContext(ZOVEXA_AuditClientContext *ctx) {
   if (ctx == nullptr) return 0;
   // Before the runtimes stop: the environment holds TLS library objects.
+  // The deleting thread's kept-alive connections made with it close now
+  // (with the thread's others, which reconnect when next used); other
+  // threads drop theirs at their next request or when they end.
+  if (ctx->secureEnv != nullptr) ZOhttpReleaseThreadConnections();
   ZOsecureEnvClose(ctx->secureEnv);
   ctx->secureEnv = nullptr;
   free(ctx->secureEnvText);
