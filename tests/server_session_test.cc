@@ -423,6 +423,38 @@ TEST(SessionCache, CachedTextIsSentOrDroppedAndAlwaysCachingNeverSends) {
   ZOVEXA_AuditEvent_Delete(events[0], &always.r);
 }
 
+// With a cache, a batch goes to it while the server is marked down or slow;
+// in "never" mode only when the server is slow and the disk has room.
+TEST(SessionCache, TheCacheFlagsDecideWhereABatchGoes) {
+  AuditServer srv;
+  ASSERT_TRUE(srv.ok()) << srv.error();
+  const struct {
+    const char *useDiskCache;
+    int serverDown, serverSlow, noDiskSpace;
+    bool cached;
+  } cases[] = {
+      {"auto", 0, 0, 0, false}, {"auto", 1, 0, 0, true},   {"auto", 0, 1, 0, true},
+      {"auto", 0, 1, 1, true},  {"never", 0, 0, 0, false}, {"never", 1, 0, 0, true},
+      {"never", 0, 1, 0, true}, {"never", 0, 1, 1, false},
+  };
+  long long sent = 0;
+  for (const auto &c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.useDiskCache << c.serverDown << c.serverSlow << c.noDiskSpace);
+    Client client(srv.Url(),
+                  {StrProp("useDiskCache", c.useDiskCache), StrProp("diskCachePath", "/var/cache/vexa")});
+    Delivery d;
+    d.cache.serverDown = c.serverDown, d.cache.serverSlow = c.serverSlow, d.cache.noDiskSpace = c.noDiskSpace;
+    client.ctx()->diskCache = &d.cache;
+    ZOVEXA_AuditEvent *events[] = {ZOVEXA_AuditEvent_Create(client.ctx(), "AUDIT_AUTHN", &client.r), nullptr};
+    EXPECT_EQ(buildAndProcEvent(client.ctx(), events, &client.r), c.cached ? -1 : 0);
+    EXPECT_EQ(client.Codes(), c.cached ? Codes_{48} : Codes_{});  // 48: the cache layer is not built yet
+    if (!c.cached) ++sent;
+    EXPECT_EQ(srv.Stat("requests"), sent);
+    ZOVEXA_Result_Clean(&client.r);
+    ZOVEXA_AuditEvent_Delete(events[0], &client.r);
+  }
+}
+
 TEST(SessionFault, FailedEventNumberFromTheDetail) {
   Client client("http://127.0.0.1:9/");
   const struct {
