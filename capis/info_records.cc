@@ -24,15 +24,7 @@ namespace {
 
 // ---- descriptors ----------------------------------------------------------------------------------
 
-// How a field is held, copied and released.
-enum class Kind : uint8_t {
-  kString,      // char *, UTF-8
-  kInt,         // int32_t
-  kLong,        // int64_t
-  kStrings,     // char **, NULL-terminated
-  kAttributes,  // ZOVEXA_Attribute **, NULL-terminated
-  kTarget,      // ZOVEXA_TargetInfo *, a nested record
-};
+using Kind = ZOfieldKind;
 
 template <typename M>
 constexpr Kind KindOf() {
@@ -52,10 +44,7 @@ constexpr Kind KindOf() {
   }
 }
 
-struct Field {
-  Kind kind;
-  size_t offset;
-};
+using Field = ZOrecordField;
 
 // What a create checks before it copies anything. Every checked field is a
 // pointer (a string or a string array).
@@ -86,7 +75,7 @@ struct RecordType {
 };
 
 #define ZO_F(T, member) \
-  Field { KindOf<decltype(ZOVEXA_##T##_::member)>(), offsetof(ZOVEXA_##T##_, member) }
+  Field { #member, KindOf<decltype(ZOVEXA_##T##_::member)>(), offsetof(ZOVEXA_##T##_, member) }
 #define ZO_RULE(T, check, member, name) \
   Rule { name, Check::check, offsetof(ZOVEXA_##T##_, member) }
 #define ZO_REQ(T, member) ZO_RULE(T, kRequired, member, #member)
@@ -735,6 +724,11 @@ void ZOfreeAttrPermInfoArray(ZOVEXA_AttributePermissionInfo **array) {
 }
 void ZOfreeMembershipInfoArray(ZOVEXA_MembershipInfo **array) { FreeArray(kMembershipInfo, array); }
 void ZOfreePolicyInfoArray(ZOVEXA_PolicyInfo **array) { FreeArray(kPolicyInfo, array); }
+
+std::span<const ZOrecordField> ZOrecordFields(uint32_t valueType) {
+  if (valueType < VEXA_VT_ATTRIBUTE || valueType > VEXA_VT_WORK_ITEM_INFO) return {};
+  return kByValueType[valueType - VEXA_VT_ATTRIBUTE]->fields;
+}
 
 void *ZOcopyRecordValue(ZOVEXA_AuditClientContext *context, uint32_t valueType, const void *value,
                         int convert, ZOVEXA_result *result) {

@@ -5,7 +5,9 @@
 #ifndef ZOVEXA_CAPIS_INFO_RECORDS_H_
 #define ZOVEXA_CAPIS_INFO_RECORDS_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "zovexa.h"
 
@@ -149,6 +151,29 @@ struct ZOVEXA_WorkItemInfo_ {
   char *id;
   char *type;
 };
+
+// ---- field descriptors ------------------------------------------------------------------------------
+// Every record type is described once: each field of its struct, in struct
+// order (the order the encoder writes them), with its name, how it is held
+// and where. Record code and the encoder both walk these.
+enum class ZOfieldKind : uint8_t {
+  kString,      // char *, UTF-8
+  kInt,         // int32_t
+  kLong,        // int64_t
+  kStrings,     // char **, NULL-terminated
+  kAttributes,  // ZOVEXA_Attribute **, NULL-terminated
+  kTarget,      // ZOVEXA_TargetInfo *, a nested record
+};
+
+struct ZOrecordField {
+  const char *name;  // the member name, as the XML names the field
+  ZOfieldKind kind;
+  size_t offset;
+};
+
+// The fields of the record held by a value of `valueType` (VEXA_VT_ATTRIBUTE
+// to VEXA_VT_WORK_ITEM_INFO); empty for any other type.
+std::span<const ZOrecordField> ZOrecordFields(uint32_t valueType);
 
 // ---- internal creates and deletes -------------------------------------------------------------------
 // Each create takes the record's fields in the order of the struct, checks

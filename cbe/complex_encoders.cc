@@ -1,7 +1,8 @@
-// The complex-type encoders. Every record type is described once by a
-// descriptor: its type string and its fields (XML name, kind, place in the
-// struct) in the order they are written. One generic walk writes any record
-// from its descriptor; the named encoders are shims over it. Consecutive
+// The complex-type encoders. The fields of every record type (XML name,
+// kind, place in the struct, in the order they are written) are those the
+// record code describes (ZOrecordFields); this file adds each type's type
+// string. One generic walk writes any record from them; the named encoders
+// are shims over it. Consecutive
 // string fields go out through addChldsToElement from an attr_val table built
 // on the stack.
 #define ZO_SRC "cbe/complex_encoders"
@@ -11,173 +12,47 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <span>
 
+#include "capis/info_records.h"
 #include "capis/results.h"
 #include "capis/trace.h"
 
 namespace {
 
-enum class FieldKind : uint8_t {
-  kString,      // char *; written when not NULL
-  kInt,         // int32_t; always written
-  kLong,        // int64_t; always written
-  kStrings,     // char **; written when it has a first entry
-  kAttributes,  // ZOVEXA_Attribute **; written when not NULL, never fails the record
-  kTarget,      // ZOVEXA_TargetInfo *; written (hasValue 0) when not NULL
-};
+using FieldKind = ZOfieldKind;
+using FieldDesc = ZOrecordField;
 
-struct FieldDesc {
-  const char *name;
-  FieldKind kind;
-  size_t offset;
-};
-
+// A record type as the encoder announces it: its type string, and the value
+// type whose record fields it writes.
 struct RecordDesc {
   const char *typeString;
-  const FieldDesc *fields;
-  size_t count;
+  uint32_t valueType;
 };
 
-#define ZO_FIELD(Record, field, kind) \
-  { #field, FieldKind::kind, offsetof(Record, field) }
-
-constexpr FieldDesc kAttributeFields[] = {
-    ZO_FIELD(ZOVEXA_Attribute, name, kString),
-    ZO_FIELD(ZOVEXA_Attribute, value, kString),
-    ZO_FIELD(ZOVEXA_Attribute, source, kString),
-};
-constexpr FieldDesc kAttributePermissionInfoFields[] = {
-    ZO_FIELD(ZOVEXA_AttributePermissionInfo, attributeNames, kStrings),
-    ZO_FIELD(ZOVEXA_AttributePermissionInfo, checked, kStrings),
-    ZO_FIELD(ZOVEXA_AttributePermissionInfo, granted, kStrings),
-    ZO_FIELD(ZOVEXA_AttributePermissionInfo, denied, kStrings),
-};
-constexpr FieldDesc kComponentIdFields[] = {
-    ZO_FIELD(ZOVEXA_ComponentId, location, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, locationType, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, application, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, executionEnvironment, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, component, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, componentType, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, componentIdType, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, subComponent, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, instanceId, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, processId, kString),
-    ZO_FIELD(ZOVEXA_ComponentId, threadId, kString),
-};
-constexpr FieldDesc kHTTPURLInfoFields[] = {
-    ZO_FIELD(ZOVEXA_HTTPURLInfo, url, kString),
-    ZO_FIELD(ZOVEXA_HTTPURLInfo, method, kString),
-    ZO_FIELD(ZOVEXA_HTTPURLInfo, requestHeaders, kString),
-    ZO_FIELD(ZOVEXA_HTTPURLInfo, responseHeaders, kString),
-    ZO_FIELD(ZOVEXA_HTTPURLInfo, responseCode, kInt),
-};
-constexpr FieldDesc kMembershipInfoFields[] = {
-    ZO_FIELD(ZOVEXA_MembershipInfo, type, kString),
-    ZO_FIELD(ZOVEXA_MembershipInfo, id, kString),
-    ZO_FIELD(ZOVEXA_MembershipInfo, name, kString),
-};
-constexpr FieldDesc kMgmtInfoFields[] = {
-    ZO_FIELD(ZOVEXA_MgmtInfo, targetInfo, kTarget),
-    ZO_FIELD(ZOVEXA_MgmtInfo, command, kString),
-};
-constexpr FieldDesc kMsgDataElementFields[] = {
-    ZO_FIELD(ZOVEXA_MsgDataElement, msgId, kString),
-    ZO_FIELD(ZOVEXA_MsgDataElement, msgIdType, kString),
-    ZO_FIELD(ZOVEXA_MsgDataElement, msgCatalogId, kString),
-    ZO_FIELD(ZOVEXA_MsgDataElement, msgCatalog, kString),
-    ZO_FIELD(ZOVEXA_MsgDataElement, msgCatalogType, kString),
-    ZO_FIELD(ZOVEXA_MsgDataElement, msgLocale, kString),
-    ZO_FIELD(ZOVEXA_MsgDataElement, msgCatalogTokens, kStrings),
-};
-constexpr FieldDesc kOutcomeFields[] = {
-    ZO_FIELD(ZOVEXA_Outcome, result, kString),
-    ZO_FIELD(ZOVEXA_Outcome, majorStatus, kInt),
-    ZO_FIELD(ZOVEXA_Outcome, minorStatus, kInt),
-    ZO_FIELD(ZOVEXA_Outcome, failureReason, kString),
-};
-constexpr FieldDesc kPerfInfoFields[] = {
-    ZO_FIELD(ZOVEXA_PerfInfo, name, kString),       ZO_FIELD(ZOVEXA_PerfInfo, description, kString),
-    ZO_FIELD(ZOVEXA_PerfInfo, numDataPoints, kInt), ZO_FIELD(ZOVEXA_PerfInfo, unit, kString),
-    ZO_FIELD(ZOVEXA_PerfInfo, maxValue, kLong),     ZO_FIELD(ZOVEXA_PerfInfo, minValue, kLong),
-    ZO_FIELD(ZOVEXA_PerfInfo, value, kLong),        ZO_FIELD(ZOVEXA_PerfInfo, aggregate, kString),
-};
-constexpr FieldDesc kPolicyInfoFields[] = {
-    ZO_FIELD(ZOVEXA_PolicyInfo, name, kString),           ZO_FIELD(ZOVEXA_PolicyInfo, branch, kString),
-    ZO_FIELD(ZOVEXA_PolicyInfo, type, kString),           ZO_FIELD(ZOVEXA_PolicyInfo, description, kString),
-    ZO_FIELD(ZOVEXA_PolicyInfo, attributes, kAttributes),
-};
-constexpr FieldDesc kPermissionInfoFields[] = {
-    ZO_FIELD(ZOVEXA_PermissionInfo, checked, kStrings),
-    ZO_FIELD(ZOVEXA_PermissionInfo, granted, kStrings),
-    ZO_FIELD(ZOVEXA_PermissionInfo, denied, kStrings),
-    ZO_FIELD(ZOVEXA_PermissionInfo, J2EERolesChecked, kStrings),
-    ZO_FIELD(ZOVEXA_PermissionInfo, J2EERolesGranted, kStrings),
-};
-constexpr FieldDesc kProvisioningInfoFields[] = {
-    ZO_FIELD(ZOVEXA_ProvisioningInfo, accountId, kString),
-    ZO_FIELD(ZOVEXA_ProvisioningInfo, resourceId, kString),
-    ZO_FIELD(ZOVEXA_ProvisioningInfo, resourceType, kString),
-};
-constexpr FieldDesc kRegistryInfoFields[] = {
-    ZO_FIELD(ZOVEXA_RegistryInfo, type, kString),
-    ZO_FIELD(ZOVEXA_RegistryInfo, serverLocation, kString),
-    ZO_FIELD(ZOVEXA_RegistryInfo, serverLocationType, kString),
-    ZO_FIELD(ZOVEXA_RegistryInfo, serverPort, kString),
-};
-constexpr FieldDesc kRegistryObjectInfoFields[] = {
-    ZO_FIELD(ZOVEXA_RegistryObjectInfo, name, kString),
-    ZO_FIELD(ZOVEXA_RegistryObjectInfo, registryName, kString),
-    ZO_FIELD(ZOVEXA_RegistryObjectInfo, type, kString),
-    ZO_FIELD(ZOVEXA_RegistryObjectInfo, description, kString),
-    ZO_FIELD(ZOVEXA_RegistryObjectInfo, attributes, kAttributes),
-};
-constexpr FieldDesc kResourceInfoFields[] = {
-    ZO_FIELD(ZOVEXA_ResourceInfo, nameInApp, kString),
-    ZO_FIELD(ZOVEXA_ResourceInfo, nameInPolicy, kString),
-    ZO_FIELD(ZOVEXA_ResourceInfo, type, kString),
-    ZO_FIELD(ZOVEXA_ResourceInfo, attributes, kAttributes),
-};
-constexpr FieldDesc kTargetInfoFields[] = {
-    ZO_FIELD(ZOVEXA_TargetInfo, targetNames, kStrings),
-    ZO_FIELD(ZOVEXA_TargetInfo, attributes, kAttributes),
-};
-constexpr FieldDesc kUserInfoFields[] = {
-    ZO_FIELD(ZOVEXA_UserInfo, registryUserName, kString), ZO_FIELD(ZOVEXA_UserInfo, appUserName, kString),
-    ZO_FIELD(ZOVEXA_UserInfo, domain, kString),           ZO_FIELD(ZOVEXA_UserInfo, realm, kString),
-    ZO_FIELD(ZOVEXA_UserInfo, location, kString),         ZO_FIELD(ZOVEXA_UserInfo, locationType, kString),
-    ZO_FIELD(ZOVEXA_UserInfo, sessionId, kString),        ZO_FIELD(ZOVEXA_UserInfo, uniqueId, kInt),
-    ZO_FIELD(ZOVEXA_UserInfo, callerList, kStrings),      ZO_FIELD(ZOVEXA_UserInfo, attributes, kAttributes),
-};
-constexpr FieldDesc kWorkItemInfoFields[] = {
-    ZO_FIELD(ZOVEXA_WorkItemInfo, id, kString),
-    ZO_FIELD(ZOVEXA_WorkItemInfo, type, kString),
-};
-#undef ZO_FIELD
-
-#define ZO_RECORD(typeName, fields) \
-  { "VEXAComplexType:" typeName, fields, std::size(fields) }
+#define ZO_RECORD(typeName, valueType) \
+  { "VEXAComplexType:" typeName, valueType }
 // Indexed by value type - VEXA_VT_ATTRIBUTE. Message data announces itself
 // with the management info type string: there is no type string of its own.
 constexpr RecordDesc kRecords[] = {
-    ZO_RECORD("VEXAAuditAttribute", kAttributeFields),
-    ZO_RECORD("VEXAAuditAttributePermissionInfo", kAttributePermissionInfoFields),
-    ZO_RECORD("VEXAAuditComponentID", kComponentIdFields),
-    ZO_RECORD("VEXAAuditHTTPURLInfo", kHTTPURLInfoFields),
-    ZO_RECORD("VEXAAuditMembershipInfo", kMembershipInfoFields),
-    ZO_RECORD("VEXAAuditMgmtInfo", kMgmtInfoFields),
-    ZO_RECORD("VEXAAuditMgmtInfo", kMsgDataElementFields),
-    ZO_RECORD("VEXAAuditOutcome", kOutcomeFields),
-    ZO_RECORD("VEXAAuditPerfInfo", kPerfInfoFields),
-    ZO_RECORD("VEXAAuditPolicyInfo", kPolicyInfoFields),
-    ZO_RECORD("VEXAAuditPermissionInfo", kPermissionInfoFields),
-    ZO_RECORD("VEXAAuditProvisioningInfo", kProvisioningInfoFields),
-    ZO_RECORD("VEXAAuditRegistryInfo", kRegistryInfoFields),
-    ZO_RECORD("VEXAAuditRegistryObjectInfo", kRegistryObjectInfoFields),
-    ZO_RECORD("VEXAAuditResourceInfo", kResourceInfoFields),
-    ZO_RECORD("VEXAAuditTargetInfo", kTargetInfoFields),
-    ZO_RECORD("VEXAAuditUserInfo", kUserInfoFields),
-    ZO_RECORD("VEXAAuditWorkItemInfo", kWorkItemInfoFields),
+    ZO_RECORD("VEXAAuditAttribute", VEXA_VT_ATTRIBUTE),
+    ZO_RECORD("VEXAAuditAttributePermissionInfo", VEXA_VT_ATTRIBUTE_PERMISSION_INFO),
+    ZO_RECORD("VEXAAuditComponentID", VEXA_VT_COMPONENT_ID),
+    ZO_RECORD("VEXAAuditHTTPURLInfo", VEXA_VT_HTTPURL_INFO),
+    ZO_RECORD("VEXAAuditMembershipInfo", VEXA_VT_MEMBERSHIP_INFO),
+    ZO_RECORD("VEXAAuditMgmtInfo", VEXA_VT_MGMT_INFO),
+    ZO_RECORD("VEXAAuditMgmtInfo", VEXA_VT_MSG_DATA_ELEMENT),
+    ZO_RECORD("VEXAAuditOutcome", VEXA_VT_OUTCOME),
+    ZO_RECORD("VEXAAuditPerfInfo", VEXA_VT_PERF_INFO),
+    ZO_RECORD("VEXAAuditPolicyInfo", VEXA_VT_POLICY_INFO),
+    ZO_RECORD("VEXAAuditPermissionInfo", VEXA_VT_PERMISSION_INFO),
+    ZO_RECORD("VEXAAuditProvisioningInfo", VEXA_VT_PROVISIONING_INFO),
+    ZO_RECORD("VEXAAuditRegistryInfo", VEXA_VT_REGISTRY_INFO),
+    ZO_RECORD("VEXAAuditRegistryObjectInfo", VEXA_VT_REGISTRY_OBJECT_INFO),
+    ZO_RECORD("VEXAAuditResourceInfo", VEXA_VT_RESOURCE_INFO),
+    ZO_RECORD("VEXAAuditTargetInfo", VEXA_VT_TARGET_INFO),
+    ZO_RECORD("VEXAAuditUserInfo", VEXA_VT_USER_INFO),
+    ZO_RECORD("VEXAAuditWorkItemInfo", VEXA_VT_WORK_ITEM_INFO),
 };
 static_assert(std::size(kRecords) == VEXA_VT_WORK_ITEM_INFO - VEXA_VT_ATTRIBUTE + 1);
 
@@ -195,8 +70,10 @@ constexpr ArrayDesc kArrays[] = {
 };
 static_assert(std::size(kArrays) == VEXA_VT_POLICY_INFO_ARRAY - VEXA_VT_ATTRIBUTE_ARRAY + 1);
 
-// The longest run of string fields (component id) and its terminator.
-constexpr size_t kMaxStringRun = std::size(kComponentIdFields) + 1;
+// Room for a run of string fields and its terminator; a longer run is written
+// in pieces, which appends the same children in the same order. The longest
+// run of any record (component id) has eleven.
+constexpr size_t kMaxStringRun = 16;
 
 const RecordDesc &descOf(uint32_t valueType) { return kRecords[valueType - VEXA_VT_ATTRIBUTE]; }
 
@@ -261,10 +138,11 @@ int encodeRecord(const ZOVEXA_AuditClientContext *context, xc::DOMDocument *doc,
   attr_val run[kMaxStringRun];
   size_t pending = 0;
   char number[1024];
-  for (size_t i = 0; i < desc.count; ++i) {
-    const FieldDesc &field = desc.fields[i];
+  for (const FieldDesc &field : ZOrecordFields(desc.valueType)) {
     if (field.kind == FieldKind::kString) {
       run[pending++] = attr_val{field.name, fieldOf<const char *>(record, field)};
+      if (pending + 1 == kMaxStringRun && flushStrings(context, doc, target, run, pending, result) != 0)
+        return -1;
       continue;
     }
     if (flushStrings(context, doc, target, run, pending, result) != 0) return -1;
@@ -391,11 +269,11 @@ int buildComponentIdBaseElement(const ZOVEXA_AuditClientContext *context, xc::DO
   if (slot == nullptr || record == nullptr) return -1;
   xc::DOMElement *element = createElement(context, doc, name, result);
   if (element == nullptr) return -1;
-  attr_val table[std::size(kComponentIdFields) + 1];
+  std::span<const FieldDesc> fields = ZOrecordFields(VEXA_VT_COMPONENT_ID);
+  attr_val table[kMaxStringRun];
+  if (fields.size() >= kMaxStringRun) return -1;  // cannot happen: eleven fields
   size_t n = 0;
-  for (const FieldDesc &field : kComponentIdFields) {
-    table[n++] = attr_val{field.name, fieldOf<const char *>(record, field)};
-  }
+  for (const FieldDesc &field : fields) table[n++] = attr_val{field.name, fieldOf<const char *>(record, field)};
   table[n] = attr_val{nullptr, nullptr};
   if (addAttrsToElement(context, table, element, result) != 0) return -1;
   *slot = element;
