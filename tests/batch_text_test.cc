@@ -19,15 +19,7 @@
 
 namespace {
 
-class XercesEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    ZOVEXA_result r{};
-    ASSERT_EQ(initializeXMLParser(nullptr, &r), 0);
-  }
-  void TearDown() override { terminateXMLParser(); }
-};
-::testing::Environment *const xercesEnvironment = ::testing::AddGlobalTestEnvironment(new XercesEnvironment);
+const bool xmlParser = UseXmlParser();
 
 // Texts as the writer makes them, so that they come back unchanged.
 const char kEvent1[] =

@@ -1,7 +1,11 @@
 #include "tests/capis_test_util.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <mutex>
+
+#include "cbe/dom_helper.h"
 
 TestProp StrProp(const std::string &name, const std::string &value) { return TestProp{name, true, value, 0}; }
 TestProp IntProp(const std::string &name, int32_t value) { return TestProp{name, false, "", value}; }
@@ -50,3 +54,21 @@ std::vector<std::string> Texts(const ZOVEXA_result &r) {
 }
 
 uint32_t OnlyCode(const ZOVEXA_result &r) { return r.count == 1 ? r.entries[0].code : 0; }
+
+namespace {
+
+class XmlParserEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    ZOVEXA_result r{};
+    ASSERT_EQ(initializeXMLParser(nullptr, &r), 0);
+  }
+  void TearDown() override { terminateXMLParser(); }
+};
+
+}  // namespace
+
+bool UseXmlParser() {
+  ::testing::AddGlobalTestEnvironment(new XmlParserEnvironment);
+  return true;
+}

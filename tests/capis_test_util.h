@@ -50,4 +50,10 @@ uint32_t OnlyCode(const ZOVEXA_result &r);
 // Points NLSPATH at the catalogs of the build tree (once per process).
 void UseBuildCatalogs();
 
+// For tests of the XML layer without a context: registers a test
+// environment that starts the XML parser before the first test and stops it
+// after the last. Call at namespace scope:
+//   const bool xmlParser = UseXmlParser();
+bool UseXmlParser();
+
 #endif  // ZOVEXA_TESTS_CAPIS_TEST_UTIL_H_

@@ -18,15 +18,7 @@
 
 namespace {
 
-class XercesEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    ZOVEXA_result r{};
-    ASSERT_EQ(initializeXMLParser(nullptr, &r), 0);
-  }
-  void TearDown() override { terminateXMLParser(); }
-};
-::testing::Environment *const xercesEnvironment = ::testing::AddGlobalTestEnvironment(new XercesEnvironment);
+const bool xmlParser = UseXmlParser();
 
 std::string Take(char *text) {
   std::string s = text != nullptr ? text : "<null>";
