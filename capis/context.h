@@ -46,6 +46,13 @@ struct ZOVEXA_AuditClientContext_ {
   ZOsecureEnv *secureEnv = nullptr;  // owned by the transport, TLS contexts only
   char *secureEnvText = nullptr;     // "0x%x" handle of secureEnv, the stubs' secure argument
   ZOeventQueue *eventQueue = nullptr;  // the audit client's queue, borrowed; NULL without a client
+  ZOVEXA_AuditClient *client = nullptr;  // the one audit client of this context, or NULL
+  int32_t actualEQThreads = 0;           // queue threads started for the client
+  int32_t actualCMThreads = 0;           // cache-manager threads started for the client
+  // Behaviour switches that no property changes.
+  bool checkServerAtCreate = true;  // client creation probes the server
+  bool validateEvents = true;       // SendEvent runs the event check
+  bool freeEventsAfterSend = true;  // events are freed once their batch is processed
   ZOgiidTable *giidTable = nullptr;  // the process-wide table, borrowed
   bool counted = false;              // counted in the live-context count
   bool tisStarted = false;           // holds a reference on the text layer

@@ -155,6 +155,38 @@ ZOVEXA_API int32_t ZOVEXA_AuditClientContext_GetTraceLevel(ZOVEXA_AuditClientCon
 ZOVEXA_API int32_t ZOVEXA_AuditClientContext_SetTraceLevel(ZOVEXA_AuditClientContext *context, int32_t level,
                                                            ZOVEXA_result *result);
 
+/* ---- audit client ---------------------------------------------------------------------------------
+ * One client per context sends events to the audit server asynchronously:
+ * SendEvent queues the event and returns; queue threads send batches of
+ * transferSize events; while the server cannot be reached (or the queue
+ * overflows, useDiskCache "auto"), batches go to cache files under
+ * diskCachePath, which cache-manager threads send once the server is back,
+ * also after a restart of the process. */
+
+/* Probes the server, sets up the queue and the cache files and starts the
+ * threads. Returns the client, or NULL with: 1; 10 (NULL context); 20 (the
+ * server cannot be reached and useDiskCache is "never"); 38, 6 or 7 (the
+ * disk cache path); 52 or 53 (no thread could be started); 61 (the context
+ * already has a client). 54 and 55 say that only some threads started. */
+ZOVEXA_API ZOVEXA_AuditClient *ZOVEXA_AuditClient_Create(ZOVEXA_AuditClientContext *context,
+                                                         ZOVEXA_result *result);
+/* Validates the event, gives it a "globalInstanceId" element unless it has
+ * one, and queues it (useDiskCache "always": sends or caches it at once).
+ * On 0 the event belongs to the library: do not use or delete it again. A
+ * full queue waits up to tempStorageFullTimeout seconds for room ("auto":
+ * the calling thread sends or caches the event itself); an event that finds
+ * no room is counted and reported later (66 or 67) and the call returns 0.
+ * Negative: the event check's result (it stays the caller's), or -1 with
+ * 12 (NULL event), 13 (NULL client), 1, 28 or 31-33. */
+ZOVEXA_API int32_t ZOVEXA_AuditClient_SendEvent(ZOVEXA_AuditClient *client, ZOVEXA_AuditEvent *event,
+                                                ZOVEXA_result *result);
+/* Sends what is queued (waiting at most shutDownTimeout seconds; -1 without
+ * limit), stops the threads and frees the client. Reports 18 when events
+ * were still queued at the time limit and 67 when events were lost. Cache
+ * files stay on disk for the next client or process. 0, or -1 with 13 (NULL
+ * client) or for a NULL result record. */
+ZOVEXA_API int32_t ZOVEXA_AuditClient_Delete(ZOVEXA_AuditClient *client, ZOVEXA_result *result);
+
 /* ---- audit elements -----------------------------------------------------------------------------
  * An element has a name, one value of a value type and ordered sub-elements.
  * `name` may be a dotted path (a.b.c): the new element c is added below the
