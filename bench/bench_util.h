@@ -3,12 +3,17 @@
 #ifndef ZOVEXA_BENCH_BENCH_UTIL_H_
 #define ZOVEXA_BENCH_BENCH_UTIL_H_
 
+#include <curl/curl.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "zovexa.h"
 
@@ -57,7 +62,10 @@ inline BenchContext &Context() {
 // source component, time stamp, the access decision that a successful
 // outcome demands, a message and a global instance id. The records are
 // handed to the event (copy 0). NULL on failure.
-inline ZOVEXA_AuditEvent *BuildAuthzEvent(ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *r) {
+// Without `withGiid` the event has no identifier yet, as an application
+// hands it to SendEvent.
+inline ZOVEXA_AuditEvent *BuildAuthzEvent(ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *r,
+                                          bool withGiid = true) {
   char *checked[] = {const_cast<char *>("read"), const_cast<char *>("write"), nullptr};
   char *granted[] = {const_cast<char *>("read"), nullptr};
   ZOVEXA_UserInfo *user = ZOVEXA_UserInfo_Create(ctx, "cn=alice,o=example", "alice", "example.com", "realm1",
@@ -84,14 +92,104 @@ inline ZOVEXA_AuditEvent *BuildAuthzEvent(ZOVEXA_AuditClientContext *ctx, ZOVEXA
   ok = ok && ZOVEXA_AuditEvent_AddDateTimeElement(event, "timestamp", &now, 1, r) != nullptr;
   ok = ok && ZOVEXA_AuditEvent_AddStringElement(event, "accessDecision", "permitted", 1, r) != nullptr;
   ok = ok && ZOVEXA_AuditEvent_AddStringElement(event, "auditMsg", "access to /orders/17", 1, r) != nullptr;
-  ok = ok && ZOVEXA_AuditEvent_AddStringElement(event, "globalInstanceId",
-                                                "c0a8000701dcd2d4a95a2b6e8f4e3b11a7d2", 1, r) != nullptr;
+  ok = ok &&
+       (!withGiid || ZOVEXA_AuditEvent_AddStringElement(
+                         event, "globalInstanceId", "c0a8000701dcd2d4a95a2b6e8f4e3b11a7d2", 1, r) != nullptr);
   if (!ok) {
     ZOVEXA_AuditEvent_Delete(event, r);
     return nullptr;
   }
   return event;
 }
+
+inline std::string MakeTempDir(const char *name) {
+  const char *base = std::getenv("TMPDIR");
+  std::string dir = std::string(base && *base ? base : "/tmp") + "/" + name + "-XXXXXX";
+  if (mkdtemp(dir.data()) == nullptr) return "";
+  return dir;
+}
+
+inline bool Run(const std::string &command) { return std::system(command.c_str()) == 0; }
+
+inline double ProcessCpuSeconds() {
+  struct rusage u;
+  getrusage(RUSAGE_SELF, &u);
+  return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
+         static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
+}
+
+// The audit server built with this tree (`binary`), as a child process on
+// loopback with its database in `dir`; stopped by Stop or at destruction.
+// Start with port 0 picks a free port; a restart passes the old port.
+class AuditServerProcess {
+ public:
+  explicit AuditServerProcess(std::string binary) : binary_(std::move(binary)) {}
+  AuditServerProcess(const AuditServerProcess &) = delete;
+  AuditServerProcess &operator=(const AuditServerProcess &) = delete;
+  ~AuditServerProcess() { Stop(); }
+
+  bool Start(const std::string &dir, int port = 0, const std::vector<std::string> &extra = {}) {
+    std::vector<std::string> args = {binary_,     "--port", std::to_string(port), "--bind",
+                                     "127.0.0.1", "--db",   dir + "/audit.db",    "--quiet"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    int out[2];
+    if (binary_.empty() || pipe(out) != 0) return false;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(out[1], STDOUT_FILENO);
+      close(out[0]);
+      close(out[1]);
+      std::vector<char *> argv;
+      for (std::string &a : args) argv.push_back(a.data());
+      argv.push_back(nullptr);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
+    close(out[1]);
+    FILE *first = fdopen(out[0], "r");
+    char line[32] = {0};
+    bool ok = pid_ > 0 && first != nullptr && fgets(line, sizeof line, first) != nullptr;
+    if (first != nullptr) fclose(first);
+    port_ = ok ? atoi(line) : 0;
+    return port_ > 0;
+  }
+  // Ends the server process and waits for it.
+  void Stop() {
+    if (pid_ <= 0) return;
+    kill(pid_, SIGTERM);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+  int Port() const { return port_; }
+  std::string Url(bool tls = false) const {
+    return std::string(tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(port_) +
+           "/vexaws/services/Emitter";
+  }
+  // A counter of GET /control/stats ("events_stored", "requests"), or -1.
+  long long Stat(const std::string &key) const {
+    std::string body;
+    CURL *curl = curl_easy_init();
+    if (curl == nullptr) return -1;
+    std::string url = "http://127.0.0.1:" + std::to_string(port_) + "/control/stats";
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(
+        curl, CURLOPT_WRITEFUNCTION, +[](char *p, size_t size, size_t n, void *out) {
+          static_cast<std::string *>(out)->append(p, size * n);
+          return size * n;
+        });
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body);
+    CURLcode rc = curl_easy_perform(curl);
+    curl_easy_cleanup(curl);
+    if (rc != CURLE_OK) return -1;
+    size_t at = body.find(key + "=");
+    return at == std::string::npos ? -1 : std::atoll(body.c_str() + at + key.size() + 1);
+  }
+
+ private:
+  std::string binary_;
+  pid_t pid_ = -1;
+  int port_ = 0;
+};
 
 }  // namespace benchutil
 

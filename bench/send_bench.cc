@@ -6,17 +6,13 @@
 // The server binary is the one built with this tree; the HTTPS case makes a
 // throw-away CA and server certificate with the openssl command.
 #include <benchmark/benchmark.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "bench/bench_util.h"
 #include "cbe/cbe_builder.h"
 #include "cbe/common_base_event_type.h"
 #include "cbe/server_session.h"
@@ -29,16 +25,12 @@
 
 namespace {
 
+using benchutil::AuditServerProcess;
+using benchutil::MakeTempDir;
+using benchutil::ProcessCpuSeconds;
+using benchutil::Run;
+
 constexpr int kEventsPerBatch = 10;
-
-std::string MakeTempDir() {
-  const char *base = std::getenv("TMPDIR");
-  std::string dir = std::string(base && *base ? base : "/tmp") + "/zovexa-send-bench-XXXXXX";
-  if (mkdtemp(dir.data()) == nullptr) return "";
-  return dir;
-}
-
-bool Run(const std::string &command) { return std::system(command.c_str()) == 0; }
 
 // A CA, a server certificate for 127.0.0.1 signed by it, and a client key
 // store holding only the CA (with its empty stash file).
@@ -54,49 +46,6 @@ bool MakeCertificates(const std::string &dir) {
              "-extfile san.ext -out server.pem" + quiet) &&
          Run(in + ": > ca.sth");
 }
-
-// The audit server as a child process on a free port; stopped at exit.
-class Server {
- public:
-  bool Start(const std::string &dir, bool tls) {
-    std::vector<std::string> args = {ZOVEXA_BENCH_AUDIT_SERVER, "--port", "0", "--bind", "127.0.0.1", "--db",
-                                     dir + "/audit.db",         "--quiet"};
-    if (tls) args.insert(args.end(), {"--cert", dir + "/server.pem", "--key", dir + "/server.key"});
-    int out[2];
-    if (args[0].empty() || pipe(out) != 0) return false;
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(out[1], STDOUT_FILENO);
-      close(out[0]);
-      close(out[1]);
-      std::vector<char *> argv;
-      for (std::string &a : args) argv.push_back(a.data());
-      argv.push_back(nullptr);
-      execv(argv[0], argv.data());
-      _exit(127);
-    }
-    close(out[1]);
-    FILE *first = fdopen(out[0], "r");
-    char line[32] = {0};
-    bool ok = pid_ > 0 && first != nullptr && fgets(line, sizeof line, first) != nullptr;
-    if (first != nullptr) fclose(first);
-    port_ = ok ? atoi(line) : 0;
-    return port_ > 0;
-  }
-  ~Server() {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
-  }
-  std::string Url(bool tls) const {
-    return std::string(tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(port_) +
-           "/vexaws/services/Emitter";
-  }
-
- private:
-  pid_t pid_ = -1;
-  int port_ = 0;
-};
 
 // What a typical audit client sends: an authentication event with the
 // user, the outcome, the source component, a time stamp, a message and its
@@ -125,19 +74,14 @@ char *TypicalEventText(ZOVEXA_AuditClientContext *ctx, int n, ZOVEXA_result *r) 
   return text;
 }
 
-double ProcessCpuSeconds() {
-  struct rusage u;
-  getrusage(RUSAGE_SELF, &u);
-  return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-         static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
 // state.range(0): 0 for HTTP, 1 for HTTPS.
 void BM_SendBatchOfTen(benchmark::State &state) {
   const bool tls = state.range(0) != 0;
-  std::string dir = MakeTempDir();
-  Server server;
-  if (dir.empty() || (tls && !MakeCertificates(dir)) || !server.Start(dir, tls)) {
+  std::string dir = MakeTempDir("zovexa-send-bench");
+  AuditServerProcess server(ZOVEXA_BENCH_AUDIT_SERVER);
+  std::vector<std::string> tlsArgs = {"--cert", dir + "/server.pem", "--key", dir + "/server.key"};
+  if (dir.empty() || (tls && !MakeCertificates(dir)) ||
+      !server.Start(dir, 0, tls ? tlsArgs : std::vector<std::string>{})) {
     state.SkipWithError("the audit server could not be started");
     return;
   }
