@@ -16,17 +16,17 @@
 struct ZOcacheFileInfo {
   ZOcacheFileInfo *next;
   ZOcacheFileInfo *prev;
-  pthread_mutex_t mutex;  // guards the fields below
-  pthread_cond_t cond;    // broadcast on append, on release and at shut-down
-  char *fileName;         // name without the directory, owned
-  int64_t currSize;       // bytes written so far, checkpoint included; 10 in a new file
-  int32_t beingWritten;   // a writer holds the file open for appending
-  int32_t corrupt;        // found corrupt and renamed: writers stop touching it
-  int32_t deleteFile;     // everything was sent: delete once nobody uses it
-  int32_t beingDrained;   // a cache-manager thread drains it
-  time_t creationTime;    // parsed from the name; the order of fileQ
-  int64_t readCheckPoint; // the checkpoint last written to the file
-  int fd;                 // the writer's descriptor, -1 when not open for writing
+  pthread_mutex_t mutex;   // guards the fields below
+  pthread_cond_t cond;     // broadcast on append, on release and at shut-down
+  char *fileName;          // name without the directory, owned
+  int64_t currSize;        // bytes written so far, checkpoint included; 10 in a new file
+  int32_t beingWritten;    // a writer holds the file open for appending
+  int32_t corrupt;         // found corrupt and renamed: writers stop touching it
+  int32_t deleteFile;      // everything was sent: delete once nobody uses it
+  int32_t beingDrained;    // a cache-manager thread drains it
+  time_t creationTime;     // parsed from the name; the order of fileQ
+  int64_t readCheckPoint;  // the checkpoint last written to the file
+  int fd;                  // the writer's descriptor, -1 when not open for writing
 };
 
 // fileQ: doubly linked, oldest file at the head.

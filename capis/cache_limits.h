@@ -20,7 +20,8 @@ int ZOdiscardEvents(const ZOVEXA_AuditClientContext *context, int numEvents, ZOV
 
 // Takes the discarded count and, when it is not 0, reports it: message 67
 // with `shuttingDown`, else 66. 0, or -1 as above.
-int ZOreportDiscardedEvents(const ZOVEXA_AuditClientContext *context, int shuttingDown, ZOVEXA_result *result);
+int ZOreportDiscardedEvents(const ZOVEXA_AuditClientContext *context, int shuttingDown,
+                            ZOVEXA_result *result);
 
 // The three warnings (message 58 with maxCacheFiles and diskCachePath, 59
 // with diskCachePath, 60 with diskCachePath and the text of `errnum`), each

@@ -10,7 +10,9 @@
 #ifndef ZOVEXA_CAPIS_DISK_CACHE_H_
 #define ZOVEXA_CAPIS_DISK_CACHE_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <ctime>
 
 #include "capis/cache_info.h"
 #include "zovexa.h"
@@ -20,11 +22,11 @@ constexpr int kZOrecordHeaderSize = 32;
 
 // Why ZOgetEventRec stopped.
 enum ZOeventRecStatus {
-  ZO_REC_OK,         // a record was read
-  ZO_REC_END,        // no further record now (file ended and nobody writes it, or no blocking)
-  ZO_REC_CORRUPT,    // the file was found corrupt and handed to handleCorruptedCacheFile
-  ZO_REC_READ_ERROR, // a read or uncompress failed (message 43 or 46)
-  ZO_REC_SHUTDOWN,   // a blocking read was ended by the cache's shut-down
+  ZO_REC_OK,          // a record was read
+  ZO_REC_END,         // no further record now (file ended and nobody writes it, or no blocking)
+  ZO_REC_CORRUPT,     // the file was found corrupt and handed to handleCorruptedCacheFile
+  ZO_REC_READ_ERROR,  // a read or uncompress failed (message 43 or 46)
+  ZO_REC_SHUTDOWN,    // a blocking read was ended by the cache's shut-down
 };
 
 // One record read back. The buffers are kept and only grown between calls;
@@ -32,18 +34,39 @@ enum ZOeventRecStatus {
 struct ZOeventRec {
   char *compBuf;
   int64_t compCap;
-  char *text;            // the batch text, NUL-terminated
+  char *text;  // the batch text, NUL-terminated
   int64_t textCap;
   int64_t uncompSize;
   int64_t compSize;
   int32_t numEvents;
-  int64_t endOffset;     // file offset just after this record
+  int64_t endOffset;  // file offset just after this record
   ZOeventRecStatus status;
 };
 
+// The record compressor: zlib streams, with the (destination, destination
+// length in and out, source, source length) shape. 0, or zlib's error code.
+int vexazip_compress(unsigned char *dest, size_t *destLen, const unsigned char *src, size_t srcLen);
+int vexazip_uncompress(unsigned char *dest, size_t *destLen, const unsigned char *src, size_t srcLen);
+
+// Writes the 32-byte header of a record into `dest`: "Xrec", the two sizes
+// in 10 digits and the event count in 5, separated by ":", then a NUL.
+void ZOformatRecordHeader(char *dest, int64_t uncompSize, int64_t compSize, int32_t numEvents);
+
+// The creation time encoded in a cache file name ("<prefix>.%Y-%m-%d-%H-%M-%S.<n>",
+// local time), or -1 when the name has none.
+time_t ZOgetCreationTime(const ZOVEXA_AuditClientContext *context, const char *fileName);
+
+// Queues the cache files found in the cache directory (names "<prefix>."
+// without "corrupt" after the prefix), oldest first; files of equal time
+// stay in scan order. 0, or -1 with message 56.
+int ZObuildCacheFileQ(const ZOVEXA_AuditClientContext *context, ZOVEXA_result *result);
+
 // Context creation: builds the context's cache state when useDiskCache is
-// "always" or "auto" (none for "never"), checks diskCachePath (messages 6, 7,
-// 38) and queues the files found in its directory oldest first. 0 / -1.
+// "always" or "auto" (none for "never"), checks diskCachePath (message 7 for
+// a value without "/", 38 when its directory is not writable, 56 when it
+// cannot be read) and queues the files found there oldest first. Without a
+// diskCachePath the context gets no cache, and ZOsetupCacheFiles refuses to
+// make a client. 0 / -1.
 int ZOinitDiskCache(ZOVEXA_AuditClientContext *context, ZOVEXA_result *result);
 
 // Context deletion: closes the files still open for writing, removes those
@@ -51,7 +74,9 @@ int ZOinitDiskCache(ZOVEXA_AuditClientContext *context, ZOVEXA_result *result);
 void ZOfreeDiskCache(ZOVEXA_AuditClientContext *context);
 
 // Client creation: one writer slot per queue thread, each with a new file
-// open for writing (a slot whose file cannot be made stays empty). 0 / -1.
+// open for writing (a slot whose file cannot be made stays empty). Also
+// ends the shut-down of an earlier client. 0 (also for "never"), or -1 with
+// message 6 when the disk cache is in use but diskCachePath is missing.
 int ZOsetupCacheFiles(ZOVEXA_AuditClientContext *context, ZOVEXA_result *result);
 
 // Client deletion: releases the files of the writer slots (they stay on disk,
@@ -64,6 +89,15 @@ void ZOreleaseCacheFiles(ZOVEXA_AuditClientContext *context);
 // (the events are then counted as discarded); -1 otherwise.
 int ZOcacheMsg(const ZOVEXA_AuditClientContext *context, const char *text, int64_t length, int32_t numEvents,
                ZOVEXA_result *result);
+
+// Holds a writer slot and the file to write a record of `recordLength`
+// bytes to, rolling the slot over to a new file when it has none, its file
+// is corrupt, or the record would make the file exceed maxCacheFileSize.
+// 0 (held: release with releaseCacheFile), 1 (gave up waiting under a
+// limit) or -1.
+int ZOselectCacheFile(const ZOVEXA_AuditClientContext *context, int64_t recordLength, int *slot,
+                      ZOcacheFileInfo **file, ZOVEXA_result *result);
+void releaseCacheFile(const ZOVEXA_AuditClientContext *context, int slot, ZOcacheFileInfo *file);
 
 // Creates, names and opens a new cache file for writer slot `slot`, writes
 // its checkpoint and queues it. Called with the cache mutex held; returns the

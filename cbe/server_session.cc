@@ -13,6 +13,7 @@
 
 #include "capis/cache_info.h"
 #include "capis/context.h"
+#include "capis/disk_cache.h"
 #include "capis/event_queue.h"
 #include "capis/results.h"
 #include "capis/trace.h"
@@ -439,14 +440,16 @@ int writeEventsToCache(const ZOVEXA_AuditClientContext *ctx, CommonBaseEventType
   ZO_ENTRY(ctx, tag);
   char *text = vexaCommonBaseEventsToString(ctx, &batch, result);
   if (text == nullptr) return 0;  // nothing to cache: the batch is dropped
-  // The batch text goes to the disk cache layer, which is not part of this
-  // build yet: until it is, every hand-off fails as a cache write does.
+  int rc = ZOcacheMsg(ctx, text, static_cast<int64_t>(strlen(text)), batch.m_Size, result);
   free(text);
-  const char *path = orNull(ctx->Str(ZOP_diskCachePath));
-  ZO_ERROR(ctx, tag, "Failed to cache the events to %s", path);
-  ZOreport(ctx, result, 48, 0, 1, path);
-  ZO_EXIT_RC(ctx, tag, -1);
-  return -1;
+  if (rc != 0) {
+    const char *path = orNull(ctx->Str(ZOP_diskCachePath));
+    ZO_ERROR(ctx, tag, "Failed to cache the events to %s", path);
+    ZOreport(ctx, result, 48, 0, 1, path);
+    rc = -1;
+  }
+  ZO_EXIT_RC(ctx, tag, rc);
+  return rc;
 }
 
 int getFailedEvent(const ZOVEXA_AuditClientContext *ctx, const char *faultDetail, ZOVEXA_result *result) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -18,6 +19,7 @@
 #include "capis/audit_element.h"
 #include "capis/cache_info.h"
 #include "capis/context.h"
+#include "capis/disk_cache.h"
 #include "capis/event_queue.h"
 #include "cbe/batch_text.h"
 #include "soap/http_transport.h"
@@ -91,9 +93,11 @@ class Client {
                                    StrProp("errorLoggerName", "sessError" + id)};
     props.insert(props.end(), extra.begin(), extra.end());
     tc_ = std::make_unique<TestContext>(props);
+    if (ctx() != nullptr) ownCache_ = ctx()->diskCache;
   }
   ~Client() {
-    if (ctx() != nullptr) ctx()->diskCache = nullptr, ctx()->eventQueue = nullptr;
+    // Records a test put in place give way to the context's own again.
+    if (ctx() != nullptr) ctx()->diskCache = ownCache_, ctx()->eventQueue = nullptr;
     ZOVEXA_Result_Clean(&r);
     ZOhttpReleaseThreadConnections();  // idle keep-alive connections would hold up the server's stop
   }
@@ -123,7 +127,34 @@ class Client {
  private:
   TempDir trace_;
   std::unique_ptr<TestContext> tc_;
+  ZOcacheInfo *ownCache_ = nullptr;
 };
+
+// The batch texts in the context's cache files, with their event counts, as
+// a drainer would read them.
+struct Cached {
+  Strings texts;
+  std::vector<int> events;
+};
+Cached CachedBatches(const ZOVEXA_AuditClientContext *ctx) {
+  Cached cached;
+  ZOcacheInfo *cache = ctx->diskCache;
+  ZOVEXA_result r{};
+  for (ZOcacheFileInfo *f = cache->fileQ.head; f != nullptr; f = f->next) {
+    std::string path = std::string(cache->directory) + "/" + f->fileName;
+    int fd = ZOopenCacheFile(ctx, path.c_str(), 0, &r);
+    if (fd < 0 || ZOseekToNextEvent(ctx, f, fd, &r) != 0) continue;
+    ZOeventRec rec{};
+    while (ZOgetEventRec(ctx, f, fd, 0, &rec, &r) == 0) {
+      cached.texts.push_back(rec.text);
+      cached.events.push_back(rec.numEvents);
+    }
+    ZOfreeEventRec(&rec);
+    close(fd);
+  }
+  ZOVEXA_Result_Clean(&r);
+  return cached;
+}
 
 Strings Sorted(Strings v) {
   std::sort(v.begin(), v.end());
@@ -291,26 +322,34 @@ TEST(SessionRetry, AfterTheLastRetryTheServerIsMarkedDown) {
   for (int cacheEvents : {0, 1}) {
     AuditServer srv;
     ASSERT_TRUE(srv.ok() && srv.SetMode("status503=1")) << srv.error();
-    Client client(srv.Url(), {IntProp("numberRetries", 2), StrProp("diskCachePath", "/var/cache/vexa")});
-    Delivery d;
-    client.ctx()->diskCache = &d.cache;
+    TempDir cacheDir;
+    Client client(srv.Url(), {IntProp("numberRetries", 2), StrProp("diskCachePath", cacheDir.File("cache"))});
+    ZOcacheInfo *cache = client.ctx()->diskCache;
+    ASSERT_NE(cache, nullptr);
+    ASSERT_EQ(ZOsetupCacheFiles(client.ctx(), &client.r), 0);
     Batch batch({Cbe("r1")});
     auto start = Clock::now();
-    EXPECT_EQ(sendEvent(client.ctx(), batch.tag, cacheEvents, &client.r), -1);
+    EXPECT_EQ(sendEvent(client.ctx(), batch.tag, cacheEvents, &client.r), cacheEvents ? 0 : -1);
     EXPECT_GE(Clock::now() - start, std::chrono::seconds(2));   // waits between the attempts
     EXPECT_EQ(client.Count("FLOW: Waiting for 1 seconds"), 2);  // none after the last attempt
     EXPECT_EQ(srv.Stat("requests"), 3);
-    EXPECT_EQ(d.cache.serverDown, 1);
-    // With cacheEvents the batch goes to the cache layer, which this build lacks (48).
-    EXPECT_EQ(client.Codes(), cacheEvents ? Codes_({20, 48}) : Codes_{20});
+    EXPECT_EQ(cache->serverDown, 1);
+    EXPECT_EQ(client.Codes(), Codes_{20});
     EXPECT_TRUE(client.Said(20, "503")) << client.All();
     EXPECT_TRUE(client.Traced("FLOW: Resending the events. Retry count is 2"));
+    // With cacheEvents the batch went to a cache file.
+    Cached cached = CachedBatches(client.ctx());
+    ASSERT_EQ(cached.texts.size(), cacheEvents ? 1u : 0u);
+    if (cacheEvents) {
+      EXPECT_NE(cached.texts[0].find("globalInstanceId=\"r1\""), std::string::npos);
+    }
 
     // A server marked down is not tried again while caching is allowed.
     ZOVEXA_Result_Clean(&client.r);
-    EXPECT_EQ(sendEvent(client.ctx(), batch.tag, 1, &client.r), -1);
-    EXPECT_TRUE(client.Codes() == Codes_{48} && client.Said(48, "/var/cache/vexa"));
+    EXPECT_EQ(sendEvent(client.ctx(), batch.tag, 1, &client.r), 0);
+    EXPECT_EQ(client.Codes(), Codes_{});
     EXPECT_EQ(srv.Stat("requests"), 3);
+    EXPECT_EQ(CachedBatches(client.ctx()).texts.size(), cacheEvents ? 2u : 1u);
   }
 }
 
@@ -414,11 +453,23 @@ TEST(SessionCache, CachedTextIsSentOrDroppedAndAlwaysCachingNeverSends) {
   EXPECT_EQ(client.r.count, 0) << client.All();
   EXPECT_EQ(Sorted(srv.StoredGiids()), (Strings{"c1", "c2"}));
 
-  Client always(srv.Url(), {StrProp("useDiskCache", "always"), StrProp("diskCachePath", "/var/cache/vexa")});
+  TempDir cacheDir;
+  Client always(srv.Url(),
+                {StrProp("useDiskCache", "always"), StrProp("diskCachePath", cacheDir.File("cache"))});
+  ASSERT_EQ(ZOsetupCacheFiles(always.ctx(), &always.r), 0);
   ZOVEXA_AuditEvent *events[] = {ZOVEXA_AuditEvent_Create(always.ctx(), "AUDIT_AUTHN", &always.r), nullptr};
-  EXPECT_EQ(buildAndProcEvent(always.ctx(), events, &always.r), -1);
-  EXPECT_TRUE(always.Codes() == Codes_{48} && always.Said(48, "/var/cache/vexa"));
+  EXPECT_EQ(buildAndProcEvent(always.ctx(), events, &always.r), 0);
+  EXPECT_EQ(always.Codes(), Codes_{});
   EXPECT_EQ(srv.Stat("requests"), 1);
+  Cached cached = CachedBatches(always.ctx());
+  ASSERT_EQ(cached.texts.size(), 1u);
+  EXPECT_EQ(cached.events, std::vector<int>{1});
+  EXPECT_NE(cached.texts[0].find("extensionName=\"ORV_KZT_AUDIT_AUTHN\""), std::string::npos)
+      << cached.texts[0];
+  // The cached text is a batch the send path takes back.
+  EXPECT_EQ(
+      sendMsg(always.ctx(), static_cast<int>(cached.texts[0].size()), cached.texts[0].c_str(), &always.r), 0);
+  EXPECT_EQ(srv.Stat("requests"), 2);
   ZOVEXA_Result_Clean(&always.r);
   ZOVEXA_AuditEvent_Delete(events[0], &always.r);
 }
@@ -440,14 +491,21 @@ TEST(SessionCache, TheCacheFlagsDecideWhereABatchGoes) {
   long long sent = 0;
   for (const auto &c : cases) {
     SCOPED_TRACE(::testing::Message() << c.useDiskCache << c.serverDown << c.serverSlow << c.noDiskSpace);
-    Client client(srv.Url(),
-                  {StrProp("useDiskCache", c.useDiskCache), StrProp("diskCachePath", "/var/cache/vexa")});
-    Delivery d;
-    d.cache.serverDown = c.serverDown, d.cache.serverSlow = c.serverSlow, d.cache.noDiskSpace = c.noDiskSpace;
-    client.ctx()->diskCache = &d.cache;
+    TempDir cacheDir;
+    Client client(srv.Url(), {StrProp("diskCachePath", cacheDir.File("cache"))});
+    ZOcacheInfo *cache = client.ctx()->diskCache;
+    ASSERT_NE(cache, nullptr);
+    ASSERT_EQ(ZOsetupCacheFiles(client.ctx(), &client.r), 0);
+    // "never" contexts have no cache of their own: this one keeps the one
+    // made in "auto" mode to see what the send path does with the flags.
+    if (strcmp(c.useDiskCache, "never") == 0) client.ctx()->props[ZOP_useDiskCache].i = ZO_DISKCACHE_NEVER;
+    pthread_mutex_lock(&cache->mutex);
+    cache->serverDown = c.serverDown, cache->serverSlow = c.serverSlow, cache->noDiskSpace = c.noDiskSpace;
+    pthread_mutex_unlock(&cache->mutex);
     ZOVEXA_AuditEvent *events[] = {ZOVEXA_AuditEvent_Create(client.ctx(), "AUDIT_AUTHN", &client.r), nullptr};
-    EXPECT_EQ(buildAndProcEvent(client.ctx(), events, &client.r), c.cached ? -1 : 0);
-    EXPECT_EQ(client.Codes(), c.cached ? Codes_{48} : Codes_{});  // 48: the cache layer is not built yet
+    EXPECT_EQ(buildAndProcEvent(client.ctx(), events, &client.r), 0);
+    EXPECT_EQ(client.Codes(), Codes_{});
+    EXPECT_EQ(CachedBatches(client.ctx()).events, c.cached ? std::vector<int>{1} : std::vector<int>{});
     if (!c.cached) ++sent;
     EXPECT_EQ(srv.Stat("requests"), sent);
     ZOVEXA_Result_Clean(&client.r);
