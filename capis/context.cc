@@ -6,6 +6,8 @@
 #include <new>
 #include <string>
 
+#include "capis/client.h"
+#include "capis/disk_cache.h"
 #include "capis/giid.h"
 #include "capis/results.h"
 #include "capis/trace.h"
@@ -315,6 +317,14 @@ char *getVEXAInstallPath(ZOVEXA_result *result) {
 
 int ZOdeleteContext(ZOVEXA_AuditClientContext *ctx) {
   if (ctx == nullptr) return 0;
+  // A client the application left alive goes first: its threads use the
+  // context and its disk cache.
+  if (ctx->client != nullptr) {
+    ZOVEXA_result ignored{};
+    auditClient_Delete(ctx, ctx->client, &ignored);
+    ZOVEXA_Result_Clean(&ignored);
+  }
+  ZOfreeDiskCache(ctx);
   // Before the runtimes stop: the environment holds TLS library objects.
   // The deleting thread's kept-alive connections made with it close now
   // (with the thread's others, which reconnect when next used); other
@@ -388,6 +398,7 @@ extern "C" ZOVEXA_API ZOVEXA_AuditClientContext *ZOVEXA_AuditClientContext_Creat
              "WARNING: the value of the %s property, %s, is invalid, using default codeset instead.",
              "errorCodeSet", badCodeset);
 
+  if (ZOinitDiskCache(ctx, result) != 0) return fail();
   if (!joinProcess(ctx, result)) return fail();
   if (ctx->tls && initializeVTLKitEnvironment(ctx, result) != 0) return fail();
   // Only a context that was made becomes the source of the process-wide

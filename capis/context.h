@@ -41,23 +41,25 @@ struct ZOVEXA_AuditClientContext_ {
   TisCodeset *utf8Codeset = nullptr;
   TisCodeset *errorCodeset = nullptr;
   TisCodeset *elementCodeset = nullptr;
-  ZOhashTable locTypes;              // location-type names
-  ZOcacheInfo *diskCache = nullptr;  // owned by the disk cache
-  ZOsecureEnv *secureEnv = nullptr;  // owned by the transport, TLS contexts only
-  char *secureEnvText = nullptr;     // "0x%x" handle of secureEnv, the stubs' secure argument
-  ZOeventQueue *eventQueue = nullptr;  // the audit client's queue, borrowed; NULL without a client
+  ZOhashTable locTypes;                  // location-type names
+  ZOcacheInfo *diskCache = nullptr;      // owned by the disk cache
+  ZOsecureEnv *secureEnv = nullptr;      // owned by the transport, TLS contexts only
+  char *secureEnvText = nullptr;         // "0x%x" handle of secureEnv, the stubs' secure argument
+  ZOeventQueue *eventQueue = nullptr;    // the audit client's queue, borrowed; NULL without a client
   ZOVEXA_AuditClient *client = nullptr;  // the one audit client of this context, or NULL
   int32_t actualEQThreads = 0;           // queue threads started for the client
   int32_t actualCMThreads = 0;           // cache-manager threads started for the client
   // Behaviour switches that no property changes.
-  bool checkServerAtCreate = true;  // client creation probes the server
-  bool validateEvents = true;       // SendEvent runs the event check
-  bool freeEventsAfterSend = true;  // events are freed once their batch is processed
+  bool checkServerAtCreate = true;   // client creation probes the server
+  bool validateEvents = true;        // SendEvent runs the event check
+  bool freeEventsAfterSend = true;   // events are freed once their batch is processed
   ZOgiidTable *giidTable = nullptr;  // the process-wide table, borrowed
   bool counted = false;              // counted in the live-context count
   bool tisStarted = false;           // holds a reference on the text layer
 
-  int32_t Int(ZOpropIndex p) const { return props[p].i; }
+  // A relaxed atomic read (a plain load): client deletion lowers a few
+  // settings with atomic stores while queue and cache-manager threads run.
+  int32_t Int(ZOpropIndex p) const { return __atomic_load_n(&props[p].i, __ATOMIC_RELAXED); }
   const char *Str(ZOpropIndex p) const { return props[p].s; }
 };
 

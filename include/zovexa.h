@@ -139,7 +139,8 @@ ZOVEXA_API int32_t ZOVEXA_Sleep(uint32_t seconds);
  * of the wrong type); 6 (a required property missing); 7 (a value not valid);
  * 9 "propertyList"; 50 (a size greater than another, such as hiWater >
  * queueSize); 62 (the error log, the XML parser or the HTTP runtime could
- * not be set up). Nothing is reported for a NULL result record. */
+ * not be set up); 7, 38 or 56 (diskCachePath has no "/", or its directory
+ * cannot take or list files). Nothing is reported for a NULL result record. */
 ZOVEXA_API ZOVEXA_AuditClientContext *ZOVEXA_AuditClientContext_Create(const ZOVEXA_property *propertyList,
                                                                        ZOVEXA_result *result);
 /* Deletes the context and everything it opened. Delete the audit client and
@@ -165,9 +166,10 @@ ZOVEXA_API int32_t ZOVEXA_AuditClientContext_SetTraceLevel(ZOVEXA_AuditClientCon
 
 /* Probes the server, sets up the queue and the cache files and starts the
  * threads. Returns the client, or NULL with: 1; 10 (NULL context); 20 (the
- * server cannot be reached and useDiskCache is "never"); 38, 6 or 7 (the
- * disk cache path); 52 or 53 (no thread could be started); 61 (the context
- * already has a client). 54 and 55 say that only some threads started. */
+ * server cannot be reached and useDiskCache is "never"); 6 (the disk cache
+ * is in use but diskCachePath is missing); 52 or 53 (no thread could be
+ * started); 61 (the context already has a client). 54 and 55 say that only
+ * some threads started. */
 ZOVEXA_API ZOVEXA_AuditClient *ZOVEXA_AuditClient_Create(ZOVEXA_AuditClientContext *context,
                                                          ZOVEXA_result *result);
 /* Validates the event, gives it a "globalInstanceId" element unless it has
