@@ -601,6 +601,13 @@ int ZOinitDiskCache(ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *result) {
   return 0;
 }
 
+// A writer holds one of the slots (caller holds the cache mutex).
+static bool anySlotBusy(const ZOcacheInfo *c) {
+  for (int i = 0; i < c->cacheFilesSize; ++i)
+    if (c->slotBusy[i] != 0) return true;
+  return false;
+}
+
 void ZOfreeDiskCache(ZOVEXA_AuditClientContext *ctx) {
   constexpr const char *tag = "[freeDiskCache]";
   ZOcacheInfo *c = ctx->diskCache;
@@ -618,12 +625,7 @@ void ZOfreeDiskCache(ZOVEXA_AuditClientContext *ctx) {
     pthread_cond_broadcast(&f->cond);
     pthread_mutex_unlock(&f->mutex);
   }
-  auto busy = [c] {
-    if (c->numCMThreads > 0) return true;
-    for (int i = 0; i < c->cacheFilesSize; ++i)
-      if (c->slotBusy[i] != 0) return true;
-    return false;
-  };
+  auto busy = [c] { return c->numCMThreads > 0 || anySlotBusy(c); };
   for (int waited = 0; busy() && waited < kFreeWaitSeconds; ++waited) timedWait(&c->cond, &c->mutex, 1);
   if (busy()) ZO_ERROR(ctx, tag, "WARNING: disk cache threads are still running at context deletion");
 
@@ -707,12 +709,7 @@ void ZOreleaseCacheFiles(ZOVEXA_AuditClientContext *ctx) {
   pthread_mutex_lock(&c->mutex);
   // A writer still inside a slot finishes its record first (shut-down ends
   // any wait it is in).
-  auto anyBusy = [c] {
-    for (int i = 0; i < c->cacheFilesSize; ++i)
-      if (c->slotBusy[i] != 0) return true;
-    return false;
-  };
-  for (int waited = 0; anyBusy() && waited < kFreeWaitSeconds; ++waited) timedWait(&c->cond, &c->mutex, 1);
+  for (int waited = 0; anySlotBusy(c) && waited < kFreeWaitSeconds; ++waited) timedWait(&c->cond, &c->mutex, 1);
   std::vector<int> fds;
   for (int i = 0; i < c->cacheFilesSize; ++i) {
     ZOcacheFileInfo *f = c->cacheFiles[i];
