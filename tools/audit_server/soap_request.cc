@@ -2,20 +2,23 @@
 
 #include <cstdlib>
 #include <map>
-#include <xercesc/dom/DOM.hpp>
+#include <memory>
 #include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/sax2/Attributes.hpp>
+#include <xercesc/sax2/DefaultHandler.hpp>
+#include <xercesc/sax2/SAX2XMLReader.hpp>
+#include <xercesc/sax2/XMLReaderFactory.hpp>
 #include <xercesc/util/TransService.hpp>
 #include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLString.hpp>
+#include <xercesc/util/XMLUni.hpp>
 
 #include "tools/audit_server/soap_reply.h"
 
 namespace auditserver {
 namespace {
-
-using xercesc::DOMNode;
 
 // The element that carries the in-scope namespace declarations around an
 // event's content when that content is parsed on its own.
@@ -38,13 +41,6 @@ struct Tag {
 using NsScope = std::map<std::string, std::string>;
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
-bool AllBlank(const std::string &s) {
-  for (char c : s) {
-    if (!IsBlank(c)) return false;
-  }
-  return true;
-}
 
 void AppendUtf8(unsigned long cp, std::string *out) {
   if (cp < 0x80) {
@@ -311,16 +307,132 @@ class ErrorCollector : public xercesc::ErrorHandler {
   std::string first_;
 };
 
-std::optional<std::string> Attr(const xercesc::DOMElement *el, const char16_t *name) {
-  const xercesc::DOMAttr *a = el->getAttributeNodeNS(nullptr, name);
-  if (a == nullptr) return std::nullopt;
-  return Utf8(a->getValue());
+bool AllBlank(const XMLCh *s, XMLSize_t n) {
+  for (XMLSize_t i = 0; i < n; ++i) {
+    if (s[i] != u' ' && s[i] != u'\t' && s[i] != u'\r' && s[i] != u'\n') return false;
+  }
+  return true;
 }
+
+bool IsNsDeclaration(const XMLCh *qname) {
+  return xercesc::XMLString::equals(qname, u"xmlns") || xercesc::XMLString::startsWith(qname, u"xmlns:");
+}
+
+// Follows the parse of one event's content inside the wrapper element: the
+// elements directly in the wrapper, blank or not text beside them, and for
+// the first of them its local name, the attributes read from it and whether
+// it has neither attributes (namespace declarations aside) nor content other
+// than blank text.
+class ContentTracker : public xercesc::DefaultHandler {
+ public:
+  void Reset() {
+    depth_ = 0;
+    sawWrapper_ = false;
+    textBeside_ = false;
+    elements_ = 0;
+    local_.clear();
+    globalInstanceId_.reset();
+    extensionName_.reset();
+    creationTime_.reset();
+    bare_ = true;
+  }
+
+  void startElement(const XMLCh *const, const XMLCh *const localname, const XMLCh *const,
+                    const xercesc::Attributes &attrs) override {
+    if (depth_ == 0) {
+      sawWrapper_ = true;
+    } else if (depth_ == 1) {
+      if (++elements_ == 1) ReadFirst(localname, attrs);
+    } else if (InFirst()) {
+      bare_ = false;
+    }
+    ++depth_;
+  }
+  void endElement(const XMLCh *const, const XMLCh *const, const XMLCh *const) override { --depth_; }
+  void characters(const XMLCh *const chars, const XMLSize_t length) override {
+    if (depth_ == 1) {
+      if (!AllBlank(chars, length)) textBeside_ = true;
+    } else if (InFirst()) {
+      if (!AllBlank(chars, length)) bare_ = false;
+    }
+  }
+  void ignorableWhitespace(const XMLCh *const, const XMLSize_t) override {}
+  void processingInstruction(const XMLCh *const, const XMLCh *const) override {
+    if (InFirst()) bare_ = false;
+  }
+  void comment(const XMLCh *const, const XMLSize_t) override {
+    if (InFirst()) bare_ = false;
+  }
+  void startCDATA() override {
+    if (InFirst()) bare_ = false;
+  }
+
+  bool sawWrapper() const { return sawWrapper_; }
+  bool textBeside() const { return textBeside_; }
+  int elements() const { return elements_; }
+  const std::string &local() const { return local_; }
+  bool bare() const { return bare_; }
+  const std::optional<std::string> &globalInstanceId() const { return globalInstanceId_; }
+  const std::optional<std::string> &extensionName() const { return extensionName_; }
+  const std::optional<std::string> &creationTime() const { return creationTime_; }
+
+ private:
+  // Directly inside the first element of the wrapper.
+  bool InFirst() const { return depth_ == 2 && elements_ == 1; }
+
+  void ReadFirst(const XMLCh *localname, const xercesc::Attributes &attrs) {
+    local_ = Utf8(localname);
+    for (XMLSize_t i = 0; i < attrs.getLength(); ++i) {
+      if (IsNsDeclaration(attrs.getQName(i))) continue;
+      bare_ = false;
+      const XMLCh *uri = attrs.getURI(i);
+      if (uri != nullptr && *uri != 0) continue;
+      const XMLCh *name = attrs.getLocalName(i);
+      if (xercesc::XMLString::equals(name, u"globalInstanceId")) {
+        globalInstanceId_ = Utf8(attrs.getValue(i));
+      } else if (xercesc::XMLString::equals(name, u"extensionName")) {
+        extensionName_ = Utf8(attrs.getValue(i));
+      } else if (xercesc::XMLString::equals(name, u"creationTime")) {
+        creationTime_ = Utf8(attrs.getValue(i));
+      }
+    }
+  }
+
+  int depth_ = 0;
+  bool sawWrapper_ = false;
+  bool textBeside_ = false;
+  int elements_ = 0;
+  std::string local_;
+  std::optional<std::string> globalInstanceId_, extensionName_, creationTime_;
+  bool bare_ = true;
+};
+
+// The reader for the contents of one request, with its handlers.
+struct ContentReader {
+  ContentReader() : reader(xercesc::XMLReaderFactory::createXMLReader()) {
+    using xercesc::XMLUni;
+    reader->setFeature(XMLUni::fgSAX2CoreNameSpaces, true);
+    // Namespace declarations are reported as attributes, so that they are
+    // seen (and skipped) by their names.
+    reader->setFeature(XMLUni::fgSAX2CoreNameSpacePrefixes, true);
+    reader->setFeature(XMLUni::fgSAX2CoreValidation, false);
+    reader->setFeature(XMLUni::fgXercesDynamic, false);
+    reader->setFeature(XMLUni::fgXercesSchema, false);
+    reader->setFeature(XMLUni::fgXercesLoadSchema, false);
+    reader->setFeature(XMLUni::fgXercesLoadExternalDTD, false);
+    reader->setContentHandler(&tracker);
+    reader->setLexicalHandler(&tracker);
+    reader->setErrorHandler(&errors);
+  }
+
+  std::unique_ptr<xercesc::SAX2XMLReader> reader;
+  ContentTracker tracker;
+  ErrorCollector errors;
+};
 
 // Parses one event's content on its own, with the namespace declarations in
 // scope at the event, and checks that it is one CommonBaseEvent element.
-void CheckContent(xercesc::XercesDOMParser *parser, ErrorCollector *errors, const NsScope &scope,
-                  const std::string &content, EventEntry *entry) {
+void CheckContent(ContentReader *cr, const NsScope &scope, const std::string &content, EventEntry *entry) {
   std::string doc = std::string("<") + kWrapper;
   for (const auto &[prefix, ns] : scope) {
     doc += prefix.empty() ? " xmlns=\"" : " xmlns:" + prefix + "=\"";
@@ -328,10 +440,13 @@ void CheckContent(xercesc::XercesDOMParser *parser, ErrorCollector *errors, cons
   }
   doc += ">" + content + "</" + kWrapper + ">";
 
+  ErrorCollector *errors = &cr->errors;
+  ContentTracker &t = cr->tracker;
   errors->resetErrors();
+  t.Reset();
   try {
     xercesc::MemBufInputSource src(reinterpret_cast<const XMLByte *>(doc.data()), doc.size(), "event");
-    parser->parse(src);
+    cr->reader->parse(src);
   } catch (const xercesc::XMLException &e) {
     entry->reason = "not well-formed XML: " + Utf8(e.getMessage());
     return;
@@ -343,55 +458,28 @@ void CheckContent(xercesc::XercesDOMParser *parser, ErrorCollector *errors, cons
     entry->reason = "not well-formed XML: " + errors->first();
     return;
   }
-  xercesc::DOMDocument *dom = parser->getDocument();
-  const xercesc::DOMElement *root = dom == nullptr ? nullptr : dom->getDocumentElement();
-  if (root == nullptr) {
+  if (!t.sawWrapper()) {
     entry->reason = "not well-formed XML";
     return;
   }
-  const xercesc::DOMElement *cbe = nullptr;
-  int elements = 0;
-  for (DOMNode *n = root->getFirstChild(); n != nullptr; n = n->getNextSibling()) {
-    switch (n->getNodeType()) {
-      case DOMNode::ELEMENT_NODE:
-        ++elements;
-        cbe = static_cast<const xercesc::DOMElement *>(n);
-        break;
-      case DOMNode::TEXT_NODE:
-      case DOMNode::CDATA_SECTION_NODE:
-        if (!AllBlank(Utf8(n->getNodeValue()))) {
-          entry->reason = "text beside the CommonBaseEvent element";
-          return;
-        }
-        break;
-      default:
-        break;
-    }
-  }
-  if (elements != 1) {
-    entry->reason = elements == 0 ? "no element" : "more than one element";
+  if (t.textBeside()) {
+    entry->reason = "text beside the CommonBaseEvent element";
     return;
   }
-  std::string local = Utf8(cbe->getLocalName());
-  if (local != "CommonBaseEvent") {
-    entry->reason = "element " + local + " is not a CommonBaseEvent";
+  if (t.elements() != 1) {
+    entry->reason = t.elements() == 0 ? "no element" : "more than one element";
+    return;
+  }
+  if (t.local() != "CommonBaseEvent") {
+    entry->reason = "element " + t.local() + " is not a CommonBaseEvent";
     return;
   }
 
   entry->valid = true;
-  entry->globalInstanceId = Attr(cbe, u"globalInstanceId");
-  entry->extensionName = Attr(cbe, u"extensionName");
-  entry->creationTime = Attr(cbe, u"creationTime");
-  bool bare = true;
-  const xercesc::DOMNamedNodeMap *attrs = cbe->getAttributes();
-  for (XMLSize_t i = 0; attrs != nullptr && i < attrs->getLength(); ++i) {
-    std::string name = Utf8(attrs->item(i)->getNodeName());
-    if (name != "xmlns" && name.rfind("xmlns:", 0) != 0) bare = false;
-  }
-  for (DOMNode *n = cbe->getFirstChild(); n != nullptr; n = n->getNextSibling()) {
-    if (n->getNodeType() != DOMNode::TEXT_NODE || !AllBlank(Utf8(n->getNodeValue()))) bare = false;
-  }
-  entry->bare = bare;
+  entry->globalInstanceId = t.globalInstanceId();
+  entry->extensionName = t.extensionName();
+  entry->creationTime = t.creationTime();
+  entry->bare = t.bare();
 
   size_t first = content.find_first_not_of(" \t\r\n");
   size_t last = content.find_last_not_of(" \t\r\n");
@@ -451,13 +539,7 @@ SendEventRequest ParseSendEvent(const std::string &body) {
   req.ok = true;
   if (none) return req;
 
-  ErrorCollector errors;
-  xercesc::XercesDOMParser parser;
-  parser.setDoNamespaces(true);
-  parser.setValidationScheme(xercesc::XercesDOMParser::Val_Never);
-  parser.setLoadExternalDTD(false);
-  parser.setCreateEntityReferenceNodes(false);
-  parser.setErrorHandler(&errors);
+  ContentReader reader;
 
   Tag tag;
   for (;;) {
@@ -488,7 +570,7 @@ SendEventRequest ParseSendEvent(const std::string &body) {
       entry.reason = "a nil event";
       continue;
     }
-    CheckContent(&parser, &errors, scope, body.substr(contentStart, contentEnd - contentStart), &entry);
+    CheckContent(&reader, scope, body.substr(contentStart, contentEnd - contentStart), &entry);
   }
 }
 
