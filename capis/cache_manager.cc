@@ -15,6 +15,7 @@
 #include "capis/disk_cache.h"
 #include "capis/results.h"
 #include "capis/trace.h"
+#include "capis/utilities.h"
 #include "capis/zo_memory.h"
 #include "cbe/server_session.h"
 
@@ -25,13 +26,6 @@ namespace {
 constexpr int kPathSize = 512;
 constexpr int kIdleWaitSeconds = 2;  // a thread without a file looks again this often
 constexpr int kEdgeChars = 10;       // characters traced of each end of a joined buffer
-
-timespec deadlineIn(int seconds) {
-  timespec t;
-  clock_gettime(CLOCK_REALTIME, &t);
-  t.tv_sec += seconds;
-  return t;
-}
 
 // Reads one field of the cache under its mutex.
 int32_t readFlag(ZOcacheInfo *cache, int32_t ZOcacheInfo::*field) {
@@ -79,7 +73,7 @@ bool resetMaxFilesLocked(const ZOVEXA_AuditClientContext *ctx, ZOcacheInfo *cach
 // early unless `whole`; shut-down always does.
 void pause(ZOcacheInfo *cache, int seconds, bool whole) {
   pthread_mutex_lock(&cache->mutex);
-  timespec deadline = deadlineIn(seconds);
+  timespec deadline = ZOdeadlineIn(seconds);
   int rc = 0;
   while (cache->shutDown == 0 && rc == 0) {
     rc = pthread_cond_timedwait(&cache->cond, &cache->mutex, &deadline);
@@ -442,7 +436,7 @@ int ZOwaitForServerAvail(const ZOVEXA_AuditClientContext *ctx, ZOVEXA_result *re
       pthread_mutex_lock(&cache->mutex);
       continue;
     }
-    timespec deadline = deadlineIn(interval);
+    timespec deadline = ZOdeadlineIn(interval);
     pthread_cond_timedwait(&cache->cond, &cache->mutex, &deadline);
   }
   if (cache->shutDown != 0 || cache->serverDown == 0) {

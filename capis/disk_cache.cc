@@ -18,6 +18,7 @@
 #include "capis/context.h"
 #include "capis/results.h"
 #include "capis/trace.h"
+#include "capis/utilities.h"
 #include "capis/zo_memory.h"
 
 #define ZO_SRC "capis/disk_cache"
@@ -38,9 +39,7 @@ constexpr int kCompressLevel = 1;
 enum Outcome { kDone = 0, kGaveUp = 1, kFailed = -1 };
 
 void timedWait(pthread_cond_t *cond, pthread_mutex_t *mutex, int seconds) {
-  timespec deadline;
-  clock_gettime(CLOCK_REALTIME, &deadline);
-  deadline.tv_sec += seconds;
+  timespec deadline = ZOdeadlineIn(seconds);
   pthread_cond_timedwait(cond, mutex, &deadline);
 }
 
@@ -49,9 +48,7 @@ void timedWait(pthread_cond_t *cond, pthread_mutex_t *mutex, int seconds) {
 // `cleared` becoming true (another thread saw the limit go away).
 template <typename Cleared>
 void limitWaitStep(ZOcacheInfo *c, Cleared cleared) {
-  timespec deadline;
-  clock_gettime(CLOCK_REALTIME, &deadline);
-  deadline.tv_sec += kLimitWaitSeconds;
+  timespec deadline = ZOdeadlineIn(kLimitWaitSeconds);
   while (c->shutDown == 0 && !cleared()) {
     if (pthread_cond_timedwait(&c->cond, &c->mutex, &deadline) == ETIMEDOUT) break;
   }

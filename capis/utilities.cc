@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 #include "capis/context.h"
@@ -168,4 +169,11 @@ void ZOfreeStringArray(char **array) {
   if (array == nullptr) return;
   for (char **p = array; *p != nullptr; ++p) free(*p);
   free(array);
+}
+
+timespec ZOdeadlineIn(int seconds) {
+  timespec t;
+  clock_gettime(CLOCK_REALTIME, &t);
+  t.tv_sec += seconds;
+  return t;
 }

@@ -6,6 +6,7 @@
 #define ZOVEXA_CAPIS_UTILITIES_H_
 
 #include <cstdint>
+#include <ctime>
 
 #include "zovexa.h"
 
@@ -60,5 +61,9 @@ char *ZOutf8Convert(const ZOVEXA_AuditClientContext *context, const char *s, int
 char **ZOcopyStringArray(const ZOVEXA_AuditClientContext *context, char *const *array, int convert,
                          ZOVEXA_result *result);
 void ZOfreeStringArray(char **array);
+
+// The absolute time `seconds` from now on CLOCK_REALTIME, the clock that
+// pthread_cond_timedwait measures deadlines against by default.
+timespec ZOdeadlineIn(int seconds);
 
 #endif  // ZOVEXA_CAPIS_UTILITIES_H_

@@ -17,6 +17,7 @@
 #include "capis/event_queue.h"
 #include "capis/results.h"
 #include "capis/trace.h"
+#include "capis/utilities.h"
 #include "capis/zo_memory.h"
 #include "cbe/batch_text.h"
 #include "cbe/cbe_builder.h"
@@ -110,9 +111,7 @@ bool queueShutDown(ZOeventQueue *queue) {
 // other result means the wait did not run as asked, and the mutex is left as
 // the wait left it. `*flag` is read before the mutex is released.
 int timedWait(pthread_mutex_t *mutex, pthread_cond_t *cond, int seconds, const int32_t *flag, bool *flagSet) {
-  struct timespec deadline;
-  clock_gettime(CLOCK_REALTIME, &deadline);
-  deadline.tv_sec += seconds;
+  timespec deadline = ZOdeadlineIn(seconds);
   pthread_mutex_lock(mutex);
   int rc = 0;
   while (*flag == 0 && rc == 0) rc = pthread_cond_timedwait(cond, mutex, &deadline);
